@@ -1,0 +1,421 @@
+// fs_posix.cpp - POSIX file-system services: wildcard search, copy, rename, directories.
+#include "platform/fs_posix.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/sendfile.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+
+namespace brix::fs {
+namespace {
+
+// Keeps errno across cleanup calls made after a failure.
+class ErrnoKeeper {
+ public:
+  ErrnoKeeper() : saved_(errno) {}
+  ~ErrnoKeeper() { errno = saved_; }
+
+ private:
+  int saved_;
+};
+
+// A path ready for the kernel; copies only when a backslash has to be turned around.
+class Native {
+ public:
+  explicit Native(const char* path) : raw_(path ? path : "") {
+    if (std::strchr(raw_, '\\')) {
+      converted_ = NativePath(raw_);
+      raw_ = converted_.c_str();
+    }
+  }
+  const char* c_str() const { return raw_; }
+
+ private:
+  const char* raw_;
+  std::string converted_;
+};
+
+// Length in bytes of the character at `s` in the process code page; 1 for anything that
+// does not decode, so that matching always advances.
+std::size_t CharLen(const char* s) {
+  if (static_cast<unsigned char>(*s) < 0x80) return 1;
+  std::mbstate_t state{};
+  std::size_t n = std::mbrlen(s, MB_CUR_MAX, &state);
+  return (n == 0 || n == static_cast<std::size_t>(-1) || n == static_cast<std::size_t>(-2)) ? 1 : n;
+}
+
+// "*" and "?" over whole characters, bytes compared exactly. Backtracks to the last "*"
+// only, which is enough because a later "*" can absorb anything an earlier one could.
+bool MatchPlain(const char* p, const char* s) {
+  const char* starP = nullptr;
+  const char* starS = nullptr;
+  while (*s) {
+    if (*p == '*') {
+      while (*p == '*') ++p;
+      if (!*p) return true;
+      starP = p;
+      starS = s;
+    } else if (*p == '?') {
+      ++p;
+      s += CharLen(s);
+    } else if (*p && *p == *s) {
+      ++p;
+      ++s;
+    } else if (starP) {
+      starS += CharLen(starS);
+      s = starS;
+      p = starP;
+    } else {
+      return false;
+    }
+  }
+  while (*p == '*') ++p;
+  return *p == 0;
+}
+
+bool MatchName(const std::string& pattern, const char* name) {
+  if (MatchPlain(pattern.c_str(), name)) return true;
+  // "name.*" also finds "name", so "*.*" finds every entry, dot or not.
+  const std::size_t n = pattern.size();
+  if (n >= 2 && pattern[n - 2] == '.' && pattern[n - 1] == '*')
+    return MatchPlain(pattern.substr(0, n - 2).c_str(), name);
+  return false;
+}
+
+bool HasWildcard(const std::string& s) { return s.find_first_of("*?") != std::string::npos; }
+
+bool IsHiddenName(const char* name) {
+  return name[0] == '.' && name[1] != 0 && !(name[1] == '.' && name[2] == 0);
+}
+
+unsigned AttributesOf(const struct stat& st, const char* name) {
+  unsigned attrib = 0;
+  if (S_ISDIR(st.st_mode)) attrib |= kAttrDirectory;
+  if (S_ISREG(st.st_mode)) attrib |= kAttrArchive;
+  if (!(st.st_mode & S_IWUSR)) attrib |= kAttrReadOnly;
+  if (IsHiddenName(name)) attrib |= kAttrHidden;
+  return attrib;
+}
+
+void Fill(FindRecord& out, const struct stat& st, const char* name) {
+  out.attrib = AttributesOf(st, name);
+  out.timeCreate = st.st_ctime;
+  out.timeAccess = st.st_atime;
+  out.timeWrite = st.st_mtime;
+  out.size = static_cast<std::uint64_t>(st.st_size);
+  std::size_t n = std::strlen(name);
+  if (n >= sizeof out.name) n = sizeof out.name - 1;
+  std::memcpy(out.name, name, n);
+  out.name[n] = 0;
+}
+
+// The base name of a path as written (after the last "/"), for the hidden bit.
+const char* BaseName(const char* path) {
+  const char* slash = std::strrchr(path, '/');
+  return slash && slash[1] ? slash + 1 : path;
+}
+
+}  // namespace
+
+std::string NativePath(const char* path) {
+  std::string s(path ? path : "");
+  for (char& c : s)
+    if (c == '\\') c = '/';
+  return s;
+}
+
+// ---------------------------------------------------------------------------
+// Wildcard search
+
+struct FindSearch {
+  DIR* dir = nullptr;  // null once a literal name has been reported
+  std::string pattern;
+};
+
+namespace {
+
+// Reads entries until one matches; false at the end of the directory.
+bool ReadMatch(FindSearch& search, FindRecord& out) {
+  const int dirFd = dirfd(search.dir);
+  while (dirent* entry = readdir(search.dir)) {
+    if (!MatchName(search.pattern, entry->d_name)) continue;
+    struct stat st;
+    // A dangling symbolic link is reported as the link itself; an entry removed since
+    // readdir saw it is skipped.
+    if (fstatat(dirFd, entry->d_name, &st, 0) != 0 &&
+        fstatat(dirFd, entry->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0)
+      continue;
+    Fill(out, st, entry->d_name);
+    return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+FindSearch* FindFirst(const char* pattern, FindRecord& out) {
+  std::string path = NativePath(pattern);
+  std::string dir;
+  std::string name;
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) {
+    dir = ".";
+    name = path;
+  } else {
+    dir = slash == 0 ? "/" : path.substr(0, slash);
+    name = path.substr(slash + 1);
+  }
+  if (name.empty()) {
+    errno = ENOENT;
+    return nullptr;
+  }
+
+  if (!HasWildcard(name)) {
+    struct stat st;
+    if (stat(path.c_str(), &st) != 0 && lstat(path.c_str(), &st) != 0) return nullptr;
+    Fill(out, st, name.c_str());
+    return new FindSearch{};
+  }
+
+  DIR* d = opendir(dir.c_str());
+  if (!d) return nullptr;
+  auto* search = new FindSearch{d, std::move(name)};
+  if (ReadMatch(*search, out)) return search;
+  FindClose(search);
+  errno = ENOENT;
+  return nullptr;
+}
+
+bool FindNext(FindSearch* search, FindRecord& out) {
+  if (!search || !search->dir) {
+    errno = ENOENT;
+    return false;
+  }
+  if (ReadMatch(*search, out)) return true;
+  errno = ENOENT;
+  return false;
+}
+
+void FindClose(FindSearch* search) {
+  if (!search) return;
+  ErrnoKeeper keep;
+  if (search->dir) closedir(search->dir);
+  delete search;
+}
+
+// ---------------------------------------------------------------------------
+// Copy and rename
+
+namespace {
+
+enum class CopyStep { kDone, kFailed, kUnsupported };
+
+// In-kernel copy from the current offsets to the end of `in`.
+CopyStep CopyRange(int in, int out) {
+  for (;;) {
+    ssize_t n = copy_file_range(in, nullptr, out, nullptr, std::size_t{1} << 30, 0);
+    if (n > 0) continue;
+    if (n == 0) return CopyStep::kDone;
+    if (errno == EINTR) continue;
+    if (errno == EXDEV || errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP ||
+        errno == EBADF || errno == EPERM)
+      return CopyStep::kUnsupported;
+    return CopyStep::kFailed;
+  }
+}
+
+CopyStep SendFile(int in, int out) {
+  for (;;) {
+    ssize_t n = sendfile(out, in, nullptr, 0x7ffff000);
+    if (n > 0) continue;
+    if (n == 0) return CopyStep::kDone;
+    if (errno == EINTR) continue;
+    if (errno == EINVAL || errno == ENOSYS) return CopyStep::kUnsupported;
+    return CopyStep::kFailed;
+  }
+}
+
+bool ReadWrite(int in, int out) {
+  char buffer[1 << 16];
+  for (;;) {
+    ssize_t n = read(in, buffer, sizeof buffer);
+    if (n == 0) return true;
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    for (ssize_t done = 0; done < n;) {
+      ssize_t w = write(out, buffer + done, static_cast<std::size_t>(n - done));
+      if (w < 0) {
+        if (errno == EINTR) continue;
+        return false;
+      }
+      done += w;
+    }
+  }
+}
+
+// Copies `in` from its current offset to its end. Files that report size 0 (those of
+// /proc and /sys) may still have content and go straight to read/write, which sees it.
+bool CopyContent(int in, int out, off_t size) {
+  if (size > 0) {
+    CopyStep step = CopyRange(in, out);
+    if (step == CopyStep::kDone) {
+      // Some file systems stop short without an error; finish those with read/write.
+      if (lseek(in, 0, SEEK_CUR) >= size) return true;
+    } else if (step == CopyStep::kFailed) {
+      return false;
+    }
+    step = SendFile(in, out);
+    if (step == CopyStep::kDone) return true;
+    if (step == CopyStep::kFailed) return false;
+  }
+  return ReadWrite(in, out);
+}
+
+}  // namespace
+
+bool CopyFile(const char* from, const char* to, bool overwrite) {
+  Native src(from);
+  Native dst(to);
+  // O_NONBLOCK keeps a FIFO named as the source from blocking the open.
+  const int in = open(src.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (in < 0) return false;
+  struct stat st;
+  const bool statted = fstat(in, &st) == 0;
+  if (!statted || !S_ISREG(st.st_mode)) {
+    const int code = !statted ? errno : S_ISDIR(st.st_mode) ? EISDIR : EINVAL;
+    close(in);
+    errno = code;
+    return false;
+  }
+  fcntl(in, F_SETFL, fcntl(in, F_GETFL) & ~O_NONBLOCK);
+
+  const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (overwrite ? 0 : O_EXCL);
+  const int out = open(dst.c_str(), flags, st.st_mode & 07777);
+  if (out < 0) {
+    ErrnoKeeper keep;
+    close(in);
+    return false;
+  }
+  struct stat dstStat;
+  if (fstat(out, &dstStat) == 0 && dstStat.st_dev == st.st_dev && dstStat.st_ino == st.st_ino) {
+    close(out);
+    close(in);
+    errno = EINVAL;  // truncating the target would destroy the source
+    return false;
+  }
+
+  bool ok = ftruncate(out, 0) == 0 && CopyContent(in, out, st.st_size);
+  if (ok) {
+    const timespec times[2] = {st.st_atim, st.st_mtim};
+    // Permission bits and time are a courtesy; content is what must succeed.
+    (void)fchmod(out, st.st_mode & 07777);
+    (void)futimens(out, times);
+  }
+  {
+    ErrnoKeeper keep;
+    close(in);
+  }
+  if (close(out) != 0) ok = false;  // delayed write errors (NFS) show up here
+  if (!ok) {
+    ErrnoKeeper keep;
+    unlink(dst.c_str());
+  }
+  return ok;
+}
+
+bool Rename(const char* from, const char* to) {
+  Native src(from);
+  Native dst(to);
+  if (renameat2(AT_FDCWD, src.c_str(), AT_FDCWD, dst.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno == EINVAL || errno == ENOSYS) {
+    // The file system cannot rename atomically without replacing; check, then rename.
+    struct stat st;
+    if (lstat(dst.c_str(), &st) == 0) {
+      errno = EEXIST;
+      return false;
+    }
+    if (rename(src.c_str(), dst.c_str()) == 0) return true;
+  }
+  if (errno != EXDEV) return false;
+
+  struct stat st;
+  if (lstat(src.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
+    errno = EXDEV;
+    return false;
+  }
+  if (!CopyFile(src.c_str(), dst.c_str(), false)) return false;
+  if (unlink(src.c_str()) != 0) {
+    ErrnoKeeper keep;
+    unlink(dst.c_str());
+    return false;
+  }
+  return true;
+}
+
+// ---------------------------------------------------------------------------
+// Directories, existence, attributes
+
+bool RemoveFile(const char* path) { return unlink(Native(path).c_str()) == 0; }
+
+bool RemoveDirectory(const char* path) { return rmdir(Native(path).c_str()) == 0; }
+
+bool MakeDirectory(const char* path) { return mkdir(Native(path).c_str(), 0777) == 0; }
+
+std::string CurrentDirectory() {
+  char* cwd = getcwd(nullptr, 0);
+  if (!cwd) return std::string();
+  std::string result(cwd);
+  std::free(cwd);
+  return result;
+}
+
+int ChangeDirectory(const char* path) { return chdir(Native(path).c_str()) == 0 ? 0 : -1; }
+
+int OpenExclusive(const char* path) {
+  const int fd = open(Native(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (fd < 0) return -1;
+  struct flock lock = {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = 0;
+  lock.l_len = 0;  // the whole file, including the reserved offsets past its end
+  if (fcntl(fd, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK) {
+    close(fd);
+    errno = EBUSY;
+    return -1;
+  }
+  return fd;
+}
+
+void CloseFile(int fd) {
+  ErrnoKeeper keep;
+  if (fd >= 0) close(fd);
+}
+
+int GetAttributes(const char* path) {
+  Native p(path);
+  struct stat st;
+  if (stat(p.c_str(), &st) != 0) return -1;
+  return static_cast<int>(AttributesOf(st, BaseName(p.c_str())));
+}
+
+bool SetReadOnly(const char* path, bool readOnly) {
+  Native p(path);
+  struct stat st;
+  if (stat(p.c_str(), &st) != 0) return false;
+  mode_t mode = st.st_mode & 07777;
+  mode = readOnly ? (mode & ~(S_IWUSR | S_IWGRP | S_IWOTH)) : (mode | S_IWUSR);
+  return chmod(p.c_str(), mode) == 0;
+}
+
+}  // namespace brix::fs
