@@ -1,0 +1,436 @@
+// sfmmsgdb.cpp - SFM_MessageDB: indexing a message file and reading its texts by key.
+#include "sfmmsgdb.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+// White space as the C locale defines it; the file format must not depend on the
+// host's locale.
+inline bool IsSpace(unsigned char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+// The C runtime's decimal conversion of a 32-bit long: optional sign, digits,
+// saturating at the 32-bit limits. Leading white space cannot occur here because
+// such lines are rejected before.
+int32_t ParseNumber(const char* p, const char* end) {
+  bool negative = false;
+  if (p < end && (*p == '+' || *p == '-')) negative = *p++ == '-';
+  int64_t value = 0;
+  for (; p < end && *p >= '0' && *p <= '9'; ++p) {
+    value = value * 10 + (*p - '0');
+    if (value > int64_t(INT32_MAX) + 1) value = int64_t(INT32_MAX) + 1;
+  }
+  if (negative) return int32_t(-value);
+  return int32_t(std::min<int64_t>(value, INT32_MAX));
+}
+
+// Keys are 32-bit and wrap like the design's long arithmetic; computed unsigned so
+// that a file with huge numbers cannot overflow a signed type.
+inline int32_t AddKey(int32_t a, int32_t b) { return int32_t(uint32_t(a) + uint32_t(b)); }
+
+inline bool EqualNoCase(const SYS_String& a, const SYS_String& b) {
+  return a.GetLength() == b.GetLength() && strcasecmp(a, b) == 0;
+}
+
+}  // namespace
+
+// The immutable result of indexing: every accepted record in file order, the
+// sections, and an open-addressing table from key to record.
+struct SFM_MessageDB::Index {
+  struct Record {
+    int64_t offset;  // of the text (of the name for a section header)
+    int32_t key;
+    int32_t length;  // raw length, a final "$" included
+  };
+
+  std::vector<Record> records;
+  std::vector<SectionTableNode> sections;
+  std::vector<uint32_t> slots;  // record index + 1, 0 = free; size is a power of two
+  uint32_t mask = 0;
+
+  static uint32_t Hash(int32_t key) { return (uint32_t(key) * 0x9E3779B1u); }
+
+  uint32_t SlotOf(int32_t key) const {
+    uint32_t shift = 32 - uint32_t(std::countr_zero(mask + 1));
+    return shift >= 32 ? 0 : Hash(key) >> shift;
+  }
+
+  const Record* Find(int32_t key) const {
+    if (slots.empty()) return nullptr;
+    for (uint32_t i = SlotOf(key);; i = (i + 1) & mask) {
+      uint32_t r = slots[i];
+      if (r == 0) return nullptr;
+      if (records[r - 1].key == key) return &records[r - 1];
+    }
+  }
+
+  // A later record with the same key replaces the earlier one.
+  void BuildTable() {
+    size_t want = 8;
+    while (want < records.size() * 2) want <<= 1;
+    slots.assign(want, 0);
+    mask = uint32_t(want - 1);
+    for (uint32_t r = 0; r < records.size(); ++r) {
+      int32_t key = records[r].key;
+      for (uint32_t i = SlotOf(key);; i = (i + 1) & mask) {
+        uint32_t& s = slots[i];
+        if (s == 0 || records[s - 1].key == key) {
+          s = r + 1;
+          break;
+        }
+      }
+    }
+  }
+
+  const SectionTableNode* FindSection(const SYS_String& name) const {
+    for (const SectionTableNode& s : sections)
+      if (EqualNoCase(s.m_Name, name)) return &s;
+    return nullptr;
+  }
+};
+
+// Applies the line rules to one file and collects the records.
+class SFM_MessageDB::Indexer {
+ public:
+  Indexer(Index& index, const SYS_String& fileName, bool report)
+      : index_(index), fileName_(fileName), report_(report) {}
+
+  // `line` excludes the line feed; `offset` is the file position of its first byte.
+  void Line(const char* line, size_t length, int64_t offset) {
+    ++lineNo_;
+    if (const void* nul = memchr(line, 0, length))
+      length = size_t(static_cast<const char*>(nul) - line);
+    while (length > 0 && IsSpace(static_cast<unsigned char>(line[length - 1]))) --length;
+    if (length == 0 || line[0] == ';') return;
+    if (IsSpace(static_cast<unsigned char>(line[0]))) {
+      Report("leading blanks are not allowed", nullptr, 0);
+    } else if (line[0] == '[') {
+      const char* close = static_cast<const char*>(memchr(line, ']', length));
+      if (close != line + length - 1) {
+        Report("invalid section", line, length);
+        return;
+      }
+      Section(line + 1, length - 2, offset + 1);
+    } else {
+      const char* colon = static_cast<const char*>(memchr(line, ':', length));
+      if (!colon || colon == line) {
+        Report("invalid line", line, length);
+        return;
+      }
+      size_t textStart = size_t(colon - line) + 1;
+      Message(ParseNumber(line, colon), offset + int64_t(textStart), length - textStart);
+    }
+  }
+
+  void Finish() {
+    if (!index_.sections.empty())
+      index_.sections.back().m_EndEntry = uint32_t(index_.records.size());
+    index_.BuildTable();
+  }
+
+ private:
+  void Section(const char* name, size_t length, int64_t offset) {
+    if (!index_.sections.empty())
+      index_.sections.back().m_EndEntry = uint32_t(index_.records.size());
+    // The header reserves its base as a key, so that a section without messages
+    // still moves the next section's base up: no two sections share a base.
+    base_ = AddKey(highest_, 2);
+    highest_ = base_;
+    SFM_MessageDB::SectionTableNode node;
+    node.m_Name = SYS_String(name, int(length));
+    node.m_BaseMinusOne = AddKey(base_, -1);
+    node.m_HeaderEntry = uint32_t(index_.records.size());
+    index_.sections.push_back(std::move(node));
+    index_.records.push_back({offset, int32_t(0u - uint32_t(base_)), int32_t(length)});
+  }
+
+  void Message(int32_t number, int64_t offset, size_t length) {
+    int32_t key = AddKey(base_, number);
+    if (key > highest_) highest_ = key;
+    if (!index_.sections.empty()) {
+      SFM_MessageDB::SectionTableNode& s = index_.sections.back();
+      if (s.m_Count == 0 || number > s.m_Largest) s.m_Largest = number;
+      ++s.m_Count;
+    }
+    index_.records.push_back({offset, key, int32_t(std::min<size_t>(length, INT32_MAX))});
+  }
+
+  void Report(const char* what, const char* line, size_t length) {
+    if (!report_) return;
+    if (line) {
+      std::string text(line, length);
+      printf("%s(%d) : %s : \"%s\"\n", static_cast<const char*>(fileName_), lineNo_, what,
+             text.c_str());
+    } else {
+      printf("%s(%d) : %s\n", static_cast<const char*>(fileName_), lineNo_, what);
+    }
+  }
+
+  Index& index_;
+  const SYS_String& fileName_;
+  bool report_;
+  int lineNo_ = 0;
+  int32_t base_ = 0;
+  int32_t highest_ = 0;  // the highest key assigned so far
+};
+
+namespace {
+
+// Feeds the lines of `source` to `onLine(line, length, offset)`, reading in large blocks; a line
+// longer than the block grows the buffer, so no line is ever split.
+template <class Source, class OnLine>
+void ScanLines(Source& source, OnLine&& onLine) {
+  std::vector<char> buffer(1 << 20);
+  size_t filled = 0;     // bytes in the buffer
+  int64_t bufferAt = 0;  // file offset of buffer[0]
+  bool eof = false;
+  while (!eof) {
+    if (filled == buffer.size()) buffer.resize(buffer.size() * 2);
+    long got = source.Read(buffer.data() + filled, long(buffer.size() - filled));
+    if (got <= 0)
+      eof = true;
+    else
+      filled += size_t(got);
+
+    const char* data = buffer.data();
+    size_t pos = 0;
+    while (pos < filled) {
+      const char* nl = static_cast<const char*>(memchr(data + pos, '\n', filled - pos));
+      if (!nl) {
+        if (!eof) break;
+        onLine(data + pos, filled - pos, bufferAt + int64_t(pos));  // no final line feed
+        pos = filled;
+        break;
+      }
+      size_t end = size_t(nl - data);
+      onLine(data + pos, end - pos, bufferAt + int64_t(pos));
+      pos = end + 1;
+    }
+    if (pos > 0) {
+      memmove(buffer.data(), buffer.data() + pos, filled - pos);
+      filled -= pos;
+      bufferAt += int64_t(pos);
+    }
+  }
+}
+
+}  // namespace
+
+// The open message file.
+struct SFM_MessageDB::Source {
+  explicit Source(const SYS_String& name) : file(fopen(name, "r")) {}
+  ~Source() {
+    if (file) fclose(file);
+  }
+  Source(const Source&) = delete;
+  Source& operator=(const Source&) = delete;
+
+  bool IsOpen() const { return file != nullptr; }
+  long Read(void* buffer, long count) { return long(fread(buffer, 1, size_t(count), file)); }
+  long ReadAt(int64_t offset, void* buffer, long count) {
+    if (fseeko(file, off_t(offset), SEEK_SET) != 0) return 0;
+    return Read(buffer, count);
+  }
+
+  FILE* file;
+};
+
+SFM_MessageDB::SFM_MessageDB(SYS_String fileName) : SFM_MessageDB(fileName, 1) {}
+
+SFM_MessageDB::SFM_MessageDB(SYS_String fileName, int reportErrors) {
+  auto index = std::make_shared<Index>();
+  auto source = std::make_shared<Source>(fileName);
+  if (source->IsOpen()) {
+    Indexer indexer(*index, fileName, reportErrors != 0);
+    ScanLines(*source, [&](const char* line, size_t length, int64_t offset) {
+      indexer.Line(line, length, offset);
+    });
+    indexer.Finish();
+    m_Source = std::move(source);
+  }
+  m_Index = std::move(index);
+}
+
+SFM_MessageDB::SFM_MessageDB(const SFM_MessageDB& other) = default;
+SFM_MessageDB& SFM_MessageDB::operator=(const SFM_MessageDB& other) = default;
+SFM_MessageDB::~SFM_MessageDB() = default;
+
+int SFM_MessageDB::IsValid() const { return m_Source && m_Source->IsOpen() ? 1 : 0; }
+
+SYS_String SFM_MessageDB::ReadText(long key, bool raw) const {
+  if (!IsValid() || key < INT32_MIN || key > INT32_MAX) return SYS_String();
+  const Index::Record* r = m_Index->Find(int32_t(key));
+  if (!r || r->length == 0) return SYS_String();
+  char small[256];
+  std::vector<char> large;
+  char* buffer = small;
+  if (size_t(r->length) > sizeof small) {
+    large.resize(size_t(r->length));
+    buffer = large.data();
+  }
+  long got = m_Source->ReadAt(r->offset, buffer, r->length);
+  if (got <= 0) return SYS_String();
+  // Like a C string: the text ends at a NUL that appeared in the file since indexing.
+  size_t length = strnlen(buffer, size_t(got));
+  if (!raw && length > 0 && buffer[length - 1] == '$') --length;
+  return SYS_String(buffer, int(length));
+}
+
+SYS_String SFM_MessageDB::getTxt(long key) const { return ReadText(key, false); }
+
+const SFM_MessageDB::SectionTableNode* SFM_MessageDB::GetSection(SYS_String name) const {
+  return m_Index->FindSection(name);
+}
+
+long SFM_MessageDB::GetSectionBase(SYS_String name) const {
+  const SectionTableNode* node = GetSection(name);
+  return node ? node->GetBase() : -1;
+}
+
+namespace {
+
+// Buffered writer for Save().
+class Writer {
+ public:
+  explicit Writer(FILE* file) : file_(file) { buffer_.reserve(1 << 16); }
+  void Put(const char* data, size_t length) {
+    buffer_.append(data, length);
+    if (buffer_.size() >= (1 << 16)) Flush();
+  }
+  void Put(const SYS_String& s) { Put(s, size_t(s.GetLength())); }
+  void Put(char c) { Put(&c, 1); }
+  void Put(int32_t n) {
+    char digits[16];
+    int length = snprintf(digits, sizeof digits, "%d", int(n));
+    Put(digits, size_t(length));
+  }
+  bool Flush() {
+    ok_ = ok_ && fwrite(buffer_.data(), 1, buffer_.size(), file_) == buffer_.size();
+    buffer_.clear();
+    return ok_;
+  }
+
+ private:
+  FILE* file_;
+  std::string buffer_;
+  bool ok_ = true;
+};
+
+}  // namespace
+
+int SFM_MessageDB::Save(SYS_String fileName) const {
+  SYS_String temporary = fileName;
+  temporary << "$$$";
+  FILE* out = fopen(temporary, "w+b");
+  if (!out) return 0;
+  Writer writer(out);
+  // Every accepted record in file order, superseded ones included: re-indexing the
+  // same sequence of headers and numbers reproduces every base and key.
+  const Index& index = *m_Index;
+  size_t nextSection = 0;
+  int32_t base = 0;
+  for (uint32_t r = 0; r < index.records.size(); ++r) {
+    const Index::Record& record = index.records[r];
+    if (nextSection < index.sections.size() && index.sections[nextSection].m_HeaderEntry == r) {
+      const SectionTableNode& s = index.sections[nextSection++];
+      base = int32_t(uint32_t(s.m_BaseMinusOne) + 1u);
+      writer.Put('[');
+      writer.Put(s.m_Name);
+      writer.Put("]\n", 2);
+      continue;
+    }
+    writer.Put(int32_t(uint32_t(record.key) - uint32_t(base)));
+    writer.Put(':');
+    if (record.length > 0) {
+      std::vector<char> text(size_t(record.length));
+      long got = m_Source->ReadAt(record.offset, text.data(), record.length);
+      writer.Put(text.data(), size_t(std::max(got, 0L)));
+    }
+    writer.Put('\n');
+  }
+  bool ok = writer.Flush();
+  ok = fclose(out) == 0 && ok;
+  if (!ok || rename(temporary, fileName) != 0) {
+    remove(temporary);
+    return 0;
+  }
+  return 1;
+}
+
+struct SFM_MessageDB::SectionIterator::Impl {
+  SFM_MessageDB db;  // keeps the file and the index alive
+  const SectionTableNode* section = nullptr;
+  std::vector<int32_t> numbers;  // distinct message numbers, ascending
+
+  SYS_String Text(long cursor) const {
+    if (cursor < 0) return SYS_String();
+    return db.getTxt(long(AddKey(int32_t(section->GetBase()), numbers[size_t(cursor)])));
+  }
+};
+
+SFM_MessageDB::SectionIterator::SectionIterator() = default;
+SFM_MessageDB::SectionIterator::SectionIterator(const SectionIterator&) = default;
+SFM_MessageDB::SectionIterator& SFM_MessageDB::SectionIterator::operator=(const SectionIterator&) =
+    default;
+SFM_MessageDB::SectionIterator::~SectionIterator() = default;
+
+SFM_MessageDB::SectionIterator::SectionIterator(const SFM_MessageDB& db,
+                                                const SYS_String& section) {
+  const SectionTableNode* node = db.GetSection(section);
+  if (!node) return;
+  auto impl = std::make_shared<Impl>(Impl{db, node, {}});
+  const Index& index = *db.m_Index;
+  int32_t base = int32_t(node->GetBase());
+  for (uint32_t r = node->m_HeaderEntry + 1; r < node->m_EndEntry; ++r)
+    impl->numbers.push_back(int32_t(uint32_t(index.records[r].key) - uint32_t(base)));
+  std::sort(impl->numbers.begin(), impl->numbers.end());
+  impl->numbers.erase(std::unique(impl->numbers.begin(), impl->numbers.end()), impl->numbers.end());
+  m_Cursor = impl->numbers.empty() ? -1 : 0;
+  m_Impl = std::move(impl);
+}
+
+SYS_String SFM_MessageDB::SectionIterator::GetName() const {
+  return m_Impl ? m_Impl->section->GetName() : SYS_String();
+}
+
+long SFM_MessageDB::SectionIterator::GetPosition() const {
+  return m_Cursor < 0 ? -1 : long(m_Impl->numbers[size_t(m_Cursor)]);
+}
+
+int SFM_MessageDB::SectionIterator::IsEmpty() const { return m_Cursor < 0 ? 1 : 0; }
+
+void SFM_MessageDB::SectionIterator::Clear() {
+  m_Impl.reset();
+  m_Cursor = -1;
+}
+
+SYS_String SFM_MessageDB::SectionIterator::operator++() {
+  if (m_Cursor < 0) return SYS_String();
+  if (size_t(++m_Cursor) >= m_Impl->numbers.size()) m_Cursor = -1;
+  return m_Cursor < 0 ? SYS_String() : m_Impl->Text(m_Cursor);
+}
+
+SYS_String SFM_MessageDB::SectionIterator::operator++(int) {
+  SYS_String current = *this;
+  ++*this;
+  return current;
+}
+
+SFM_MessageDB::SectionIterator::operator SYS_String() const {
+  return m_Impl ? m_Impl->Text(m_Cursor) : SYS_String();
+}
+
+SFM_MessageDB::SectionIterator& SFM_MessageDB::SectionIterator::operator=(long number) {
+  if (!m_Impl) return *this;
+  const std::vector<int32_t>& n = m_Impl->numbers;
+  auto it = number < INT32_MIN   ? n.begin()
+            : number > INT32_MAX ? n.end()
+                                 : std::lower_bound(n.begin(), n.end(), int32_t(number));
+  m_Cursor = it == n.end() ? -1 : long(it - n.begin());
+  return *this;
+}
