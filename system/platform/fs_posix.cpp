@@ -105,8 +105,8 @@ unsigned AttributesOf(const struct stat& st, const char* name) {
   return attrib;
 }
 
-void Fill(FindRecord& out, const struct stat& st, const char* name) {
-  out.attrib = AttributesOf(st, name);
+void Fill(FindRecord& out, const struct stat& st, const char* name, bool isLink) {
+  out.attrib = AttributesOf(st, name) | (isLink ? kAttrLink : 0);
   out.timeCreate = st.st_ctime;
   out.timeAccess = st.st_atime;
   out.timeWrite = st.st_mtime;
@@ -148,12 +148,17 @@ bool ReadMatch(FindSearch& search, FindRecord& out) {
   while (dirent* entry = readdir(search.dir)) {
     if (!MatchName(search.pattern, entry->d_name)) continue;
     struct stat st;
+    bool isLink = entry->d_type == DT_LNK;
+    if (entry->d_type == DT_UNKNOWN) {
+      if (fstatat(dirFd, entry->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
+      isLink = S_ISLNK(st.st_mode);
+    }
     // A dangling symbolic link is reported as the link itself; an entry removed since
     // readdir saw it is skipped.
     if (fstatat(dirFd, entry->d_name, &st, 0) != 0 &&
         fstatat(dirFd, entry->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0)
       continue;
-    Fill(out, st, entry->d_name);
+    Fill(out, st, entry->d_name, isLink);
     return true;
   }
   return false;
@@ -180,8 +185,11 @@ FindSearch* FindFirst(const char* pattern, FindRecord& out) {
 
   if (!HasWildcard(name)) {
     struct stat st;
-    if (stat(path.c_str(), &st) != 0 && lstat(path.c_str(), &st) != 0) return nullptr;
-    Fill(out, st, name.c_str());
+    if (lstat(path.c_str(), &st) != 0) return nullptr;
+    const bool isLink = S_ISLNK(st.st_mode);
+    struct stat target;
+    if (isLink && stat(path.c_str(), &target) == 0) st = target;  // a dangling link: its own
+    Fill(out, st, name.c_str(), isLink);
     return new FindSearch{};
   }
 
@@ -400,6 +408,13 @@ int OpenExclusive(const char* path) {
 void CloseFile(int fd) {
   ErrnoKeeper keep;
   if (fd >= 0) close(fd);
+}
+
+bool SameFile(const char* a, const char* b) {
+  struct stat sa;
+  struct stat sb;
+  return stat(Native(a).c_str(), &sa) == 0 && stat(Native(b).c_str(), &sb) == 0 &&
+         sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
 }
 
 int GetAttributes(const char* path) {

@@ -15,6 +15,7 @@ inline constexpr unsigned kAttrReadOnly = 0x01;   ///< no write permission for t
 inline constexpr unsigned kAttrHidden = 0x02;     ///< name starts with "." (not "." or "..")
 inline constexpr unsigned kAttrDirectory = 0x10;  ///< a directory
 inline constexpr unsigned kAttrArchive = 0x20;    ///< a regular file
+inline constexpr unsigned kAttrLink = 0x400;  ///< a symbolic link (the others describe its target)
 
 /// Size of the name buffer of a search record, terminating NUL included.
 inline constexpr int kFindNameSize = 260;
@@ -82,6 +83,9 @@ int OpenExclusive(const char* path);
 
 /// Closes a descriptor from OpenExclusive; errno is kept.
 void CloseFile(int fd);
+
+/// True when both paths name one existing file (the same inode).
+bool SameFile(const char* a, const char* b);
 
 /// The kAttr* bits of `path` (symbolic links followed), or -1 when it does not exist.
 int GetAttributes(const char* path);

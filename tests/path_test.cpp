@@ -1,0 +1,239 @@
+// path_test.cpp - tests of SFM_FilePath: parsing, getters, setters and separators.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "sfmpath.h"
+
+namespace {
+
+// Sets the separator the class writes for one test.
+class SeparatorScope {
+ public:
+  explicit SeparatorScope(int index) : saved_(SFM_FilePath::DefaultSeparator) {
+    SFM_FilePath::DefaultSeparator = index;
+  }
+  ~SeparatorScope() { SFM_FilePath::DefaultSeparator = saved_; }
+
+ private:
+  int saved_;
+};
+
+std::string S(const SYS_String& s) { return std::string(s.View()); }
+std::string S(const SFM_FilePath& p) { return static_cast<const char*>(p); }
+
+struct ParseCase {
+  const char* input;
+  const char* base;
+  const char* rel;
+  const char* name;
+  const char* ext;
+  const char* full;  // null: the input itself
+};
+
+const ParseCase kParseCases[] = {
+    {"C:\\dir\\sub\\file.txt", "C:", "\\dir\\sub\\", "file", ".txt", nullptr},
+    {"C:file.txt", "C:", "", "file", ".txt", nullptr},
+    {"C:\\", "C:", "\\", "", "", nullptr},
+    {"\\\\srv\\share\\dir\\f.txt", "\\\\srv\\share\\", "dir\\", "f", ".txt", nullptr},
+    {"//srv/share/x", "//srv/share/", "", "x", "", nullptr},
+    {"\\\\srv", "\\\\srv", "", "", "", nullptr},
+    {"\\\\srv\\share", "\\\\srv\\share", "", "", "", nullptr},
+    {"\\\\srv\\", "\\\\srv\\", "", "", "", nullptr},
+    {"\\/x", "", "\\/", "x", "", nullptr},  // mixed pair: no share
+    {"\\\\", "", "\\\\", "", "", nullptr},  // too short for a share
+    {"a:b:c", "a:", "", "b:c", "", nullptr},
+    {"/tmp/a:b/c.d", "", "/tmp/a:b/", "c", ".d", nullptr},  // colon after a separator
+    {"file", "", "", "file", "", nullptr},
+    {".profile", "", "", "", ".profile", nullptr},
+    {"archive.tar.gz", "", "", "archive.tar", ".gz", nullptr},
+    {"name...", "", "", "name", "", "name"},
+    {"dir/..", "", "dir/", "", "", "dir/"},
+    {"a.b/c", "", "a.b/", "c", "", nullptr},
+    {"\\file.txt", "", "", "\\file", ".txt", nullptr},  // index 0 is never a separator
+    {"/file.txt", "", "", "/file", ".txt", nullptr},
+    {"/", "", "", "/", "", nullptr},
+    {"/tmp/x", "", "/tmp/", "x", "", nullptr},
+    {"dir/sub/x.y", "", "dir/sub/", "x", ".y", nullptr},
+    {"dir\\sub/x.y", "", "dir\\sub/", "x", ".y", nullptr},
+    {"", "", "", "", "", nullptr},
+};
+
+TEST(PathTest, ParseTable) {
+  for (const ParseCase& c : kParseCases) {
+    SCOPED_TRACE(c.input);
+    const SFM_FilePath p(c.input);
+    EXPECT_EQ(S(p.GetBasePath()), c.base);
+    EXPECT_EQ(S(p.GetRelPath()), c.rel);
+    EXPECT_EQ(S(p.GetFileName()), c.name);
+    EXPECT_EQ(S(p.GetFileExtension()), c.ext);
+    EXPECT_EQ(S(p.GetFileNameExt()), std::string(c.name) + c.ext);
+    EXPECT_EQ(S(p.GetFileDirectory()), std::string(c.base) + c.rel);
+    EXPECT_EQ(S(p), c.full ? c.full : c.input);
+  }
+}
+
+// Whatever the text, the components always add up to the full path, and a reparse of
+// the full path gives the same components.
+TEST(PathTest, ComponentsAlwaysRebuildTheFullPath) {
+  std::mt19937 random(12345);
+  const char alphabet[] = {'a', '.', '/', '\\', ':', 'b'};
+  for (int i = 0; i < 20000; ++i) {
+    std::string text(random() % 10, ' ');
+    for (char& ch : text) ch = alphabet[random() % sizeof alphabet];
+    SCOPED_TRACE(text);
+    const SFM_FilePath p(text.c_str());
+    const std::string full = S(p);
+    ASSERT_EQ(full, S(p.GetBasePath()) + S(p.GetRelPath()) + S(p.GetFileName()) +
+                        S(p.GetFileExtension()));
+    ASSERT_LE(full.size(), text.size());
+    ASSERT_EQ(full, text.substr(0, full.size()));  // only trailing dots are ever lost
+    const SFM_FilePath again(full.c_str());
+    ASSERT_EQ(S(again.GetBasePath()), S(p.GetBasePath()));
+    ASSERT_EQ(S(again.GetRelPath()), S(p.GetRelPath()));
+    ASSERT_EQ(S(again.GetFileNameExt()), S(p.GetFileNameExt()));
+  }
+}
+
+TEST(PathTest, AssignmentAndEmptiness) {
+  SFM_FilePath p("C:\\a\\b.c");
+  EXPECT_FALSE(p.IsEmpty());
+  EXPECT_EQ(S(p = "x/y.z"), "x/y.z");
+  EXPECT_EQ(S(p.GetFileName()), "y");
+  EXPECT_EQ(S(p = static_cast<const char*>(nullptr)), "");
+  EXPECT_TRUE(p.IsEmpty());
+  EXPECT_EQ(S(p.GetFileName()), "");
+
+  p = "q.r";
+  EXPECT_EQ(S(p = SYS_String()), "");
+  EXPECT_TRUE(p.IsEmpty());
+
+  const SFM_FilePath copy(SFM_FilePath("m/n.o"));
+  SFM_FilePath assigned;
+  assigned = copy;
+  EXPECT_EQ(S(assigned.GetRelPath()), "m/");
+  EXPECT_EQ(S(SYS_String(assigned)), "m/n.o");
+}
+
+TEST(PathTest, GettersAssignTheirArgument) {
+  SFM_FilePath p("old/one.txt");
+  EXPECT_EQ(S(p.GetFileExtension("x/y.z")), ".z");
+  EXPECT_EQ(S(p), "x/y.z");
+  EXPECT_EQ(S(p.GetFileName(nullptr)), "y");  // null keeps the current path
+  EXPECT_EQ(S(p.GetFileDirectory("C:\\d\\f")), "C:\\d\\");
+  EXPECT_EQ(S(p.GetBasePath("\\\\s\\h\\f")), "\\\\s\\h\\");
+  EXPECT_EQ(S(p.GetFileNameExt("p/q.r.")), "q.r");
+  EXPECT_EQ(S(p.GetRelPath("")), "");
+  EXPECT_TRUE(p.IsEmpty());
+}
+
+TEST(PathTest, RightDirectoryLooksAtTheDefaultSeparatorOnly) {
+  SFM_FilePath p;
+  {
+    SeparatorScope backslash(0);
+    EXPECT_EQ(S(p.GetRightDirectory("\\a\\b\\f.txt")), "b");
+    EXPECT_EQ(S(p.GetRightDirectory("a\\f")), "a");
+    EXPECT_EQ(S(p.GetRightDirectory("f")), "");
+    EXPECT_EQ(S(p.GetRightDirectory("/a/b/f")), "/a/b/");  // "/" is not looked at
+  }
+  SeparatorScope slash(1);
+  EXPECT_EQ(S(p.GetRightDirectory("/a/b/f.txt")), "b");
+  EXPECT_EQ(S(p.GetRightDirectory("C:\\a\\b\\")), "\\a\\b\\");
+}
+
+struct SetterCase {
+  const char* start;
+  SYS_String (*apply)(SFM_FilePath&);
+  const char* result;
+  const char* what;
+};
+
+const SetterCase kSetterCases[] = {
+    {"C:\\dir\\f.txt", [](SFM_FilePath& p) { return p.SetBasePath("D:\\x\\y"); }, "D:\\dir\\f.txt",
+     "base from a drive"},
+    {"C:\\dir\\f.txt", [](SFM_FilePath& p) { return p.SetBasePath("rel/only"); }, "\\dir\\f.txt",
+     "base removed"},
+    {"d/f.txt", [](SFM_FilePath& p) { return p.SetRelPath("a/b"); }, "a/f.txt",
+     "relative directory needs its separator"},
+    {"d/f.txt", [](SFM_FilePath& p) { return p.SetFileDirectory("/tmp/x"); }, "/tmp/x/f.txt",
+     "directory gets a separator"},
+    {"f.txt", [](SFM_FilePath& p) { return p.SetFileDirectory("C:\\dir/"); }, "C:\\dir/f.txt",
+     "either separator counts as present"},
+    {"d/f.txt", [](SFM_FilePath& p) { return p.SetFileDirectory(""); }, "f.txt", "empty directory"},
+    {"d/a.txt", [](SFM_FilePath& p) { return p.SetFileName("c.doc", 0); }, "d/c.doc.txt",
+     "flag 0 keeps the extension in the name"},
+    {"d/a.txt", [](SFM_FilePath& p) { return p.SetFileName("x/c.doc", 1); }, "d/c.txt",
+     "flag 1 drops it"},
+    {"d/a.txt", [](SFM_FilePath& p) { return p.SetFileExtension(""); }, "d/a", "no extension"},
+    {"d/a", [](SFM_FilePath& p) { return p.SetFileExtension("txt"); }, "d/a.txt", "dot added"},
+    {"d/a.c", [](SFM_FilePath& p) { return p.SetFileExtension(".txt"); }, "d/a.txt", "dot kept"},
+    {"d/a", [](SFM_FilePath& p) { return p.SetFileExtension(".tar.gz"); }, "d/a.gz",
+     "last extension only"},
+    {"d/a.b", [](SFM_FilePath& p) { return p.SetFileNameExt("n.e"); }, "d/n.e",
+     "name and extension"},
+    {"d/a.b", [](SFM_FilePath& p) { return p.SetFileNameExt("x.tar.gz"); }, "d/x.gz",
+     "the name is parsed again"},
+    {"old/a.b", [](SFM_FilePath& p) { return p.SetFileDirNameExt("/tmp", "n.x", "y"); }, "/tmp/n.y",
+     "directory, name, extension"},
+    {"file", [](SFM_FilePath& p) { return p.SetDefault("C:\\def\\name.ext"); }, "C:\\def\\file.ext",
+     "defaults fill the empty parts"},
+    {"C:x.y", [](SFM_FilePath& p) { return p.SetDefault("D:\\def\\name.ext"); }, "C:\\def\\x.y",
+     "set parts are kept"},
+    {"f.txt", [](SFM_FilePath& p) { return p.SetDefPath("/tmp/dir"); }, "/tmp/dir/f.txt",
+     "put below a directory"},
+    {"sub/f", [](SFM_FilePath& p) { return p.SetDefPath("/tmp/dir/"); }, "/tmp/dir/sub/f",
+     "relative directory kept below"},
+    {"C:f", [](SFM_FilePath& p) { return p.SetDefPath("/tmp"); }, "C:f", "a drive stays"},
+    {"\\\\s\\h\\f", [](SFM_FilePath& p) { return p.SetDefPath("/tmp"); }, "\\\\s\\h\\f",
+     "a share stays"},
+    {"/abs/f", [](SFM_FilePath& p) { return p.SetDefPath("/tmp"); }, "/abs/f",
+     "an absolute path stays"},
+    {"f", [](SFM_FilePath& p) { return p.SetDefPath("D:"); }, "D:f", "drive only"},
+    {"a/b.c", [](SFM_FilePath& p) { return p.SetFileExtension("q/z.w", "d"); }, "q/z.d",
+     "two-argument form assigns first"},
+    {"a/b.c", [](SFM_FilePath& p) { return p.SetFileName("q/z.w", "n", 1); }, "q/n.w",
+     "three-argument name"},
+};
+
+TEST(PathTest, Setters) {
+  for (const SetterCase& c : kSetterCases) {
+    SCOPED_TRACE(c.what);
+    SFM_FilePath p(c.start);
+    EXPECT_EQ(S(c.apply(p)), c.result);
+    EXPECT_EQ(S(p), c.result);
+    // The components follow the new full path.
+    const SFM_FilePath reparsed(c.result);
+    EXPECT_EQ(S(p.GetFileNameExt()), S(reparsed.GetFileNameExt()));
+  }
+}
+
+TEST(PathTest, SeparatorsWritten) {
+  EXPECT_EQ(S(SFM_FilePath::DirectorySeparators), "\\/");
+  EXPECT_EQ(SFM_FilePath::DefaultSeparator, 1);
+
+  SFM_FilePath p("C:\\dir/");
+  {
+    SeparatorScope backslash(0);
+    p.AddSeparator();  // only the default separator counts as already present
+    EXPECT_EQ(S(p), "C:\\dir/\\");
+    SFM_FilePath q("f");
+    EXPECT_EQ(S(q.SetDefPath("C:\\w")), "C:\\w\\f");
+    EXPECT_EQ(S(q.SetFileDirectory("x", "y")), "y\\x");
+  }
+  p = "C:\\dir/";
+  p.AddSeparator();
+  EXPECT_EQ(S(p), "C:\\dir/");
+
+  p = "/tmp/x";
+  p.AddSeparator();
+  EXPECT_EQ(S(p), "/tmp/x/");
+  EXPECT_EQ(S(p.GetRelPath()), "/tmp/x/");  // parsed again
+  EXPECT_EQ(S(p.GetFileNameExt()), "");
+
+  p = "";
+  p.AddSeparator();
+  EXPECT_TRUE(p.IsEmpty());
+}
+
+}  // namespace
