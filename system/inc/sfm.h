@@ -6,13 +6,12 @@
 
 #include "brixexport.h"
 #include "sccdlist.h"
+#include "sccevent.h"
 #include "sysstring.h"
 
 class SFM_File;
 class SFM_Directory;
 class SFM_MessageDB;
-template <class T>
-class SCC_Event;
 
 /// The record passed with every file event: the files concerned, the system
 /// error code (errno) taken when the event was raised, the message text of the
@@ -133,6 +132,6 @@ class BRIX_API SFM {
  private:
   SCC_SafeDList<SFM_File> files_;
   SFM_MessageDB* messageDB_ = nullptr;
-  std::unique_ptr<SCC_Event<SFM_EventData>> event_;
+  SCC_Event<SFM_EventData> event_;
   std::vector<std::unique_ptr<SFM_Directory>> directories_;
 };

@@ -1,0 +1,269 @@
+// settings_posix.cpp - INI settings files in the user's configuration directory.
+#include "platform/settings_posix.h"
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <string_view>
+#include <vector>
+
+namespace brix::settings {
+namespace {
+
+std::string_view Trim(std::string_view s) {
+  while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
+  while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r'))
+    s.remove_suffix(1);
+  return s;
+}
+
+bool SameName(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    unsigned char x = a[i], y = b[i];
+    if (x >= 'A' && x <= 'Z') x += 'a' - 'A';
+    if (y >= 'A' && y <= 'Z') y += 'a' - 'A';
+    if (x != y) return false;
+  }
+  return true;
+}
+
+std::string OneLine(const char* text) {
+  std::string s(Trim(text ? text : ""));
+  for (char& c : s)
+    if (c == '\n' || c == '\r') c = ' ';
+  return s;
+}
+
+bool ReadAll(const std::string& path, std::string& out) {
+  out.clear();
+  int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return false;
+  char buffer[8192];
+  for (;;) {
+    ssize_t n = ::read(fd, buffer, sizeof buffer);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    out.append(buffer, static_cast<size_t>(n));
+  }
+  ::close(fd);
+  return true;
+}
+
+bool WriteAll(int fd, std::string_view data) {
+  while (!data.empty()) {
+    ssize_t n = ::write(fd, data.data(), data.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    data.remove_prefix(static_cast<size_t>(n));
+  }
+  return true;
+}
+
+std::vector<std::string_view> SplitLines(std::string_view text) {
+  std::vector<std::string_view> lines;
+  while (!text.empty()) {
+    size_t end = text.find('\n');
+    if (end == std::string_view::npos) end = text.size();
+    lines.push_back(text.substr(0, end));
+    text.remove_prefix(end < text.size() ? end + 1 : end);
+  }
+  return lines;
+}
+
+// The section a line opens, or false when it opens none.
+bool SectionOf(std::string_view line, std::string_view& section) {
+  line = Trim(line);
+  if (line.size() < 2 || line.front() != '[') return false;
+  size_t close = line.find(']');
+  if (close == std::string_view::npos) return false;
+  section = Trim(line.substr(1, close - 1));
+  return true;
+}
+
+// The name and value of a "name=value" line, or false for comments and others.
+bool EntryOf(std::string_view line, std::string_view& name, std::string_view& value) {
+  std::string_view t = Trim(line);
+  if (t.empty() || t.front() == ';' || t.front() == '#' || t.front() == '[') return false;
+  size_t eq = t.find('=');
+  if (eq == std::string_view::npos) return false;
+  name = Trim(t.substr(0, eq));
+  value = Trim(t.substr(eq + 1));
+  return true;
+}
+
+bool MakeDirectories(const std::string& dir) {
+  if (dir.empty()) return false;
+  for (size_t pos = 1; pos <= dir.size(); ++pos) {
+    if (pos != dir.size() && dir[pos] != '/') continue;
+    std::string prefix = dir.substr(0, pos);
+    if (::mkdir(prefix.c_str(), 0700) != 0 && errno != EEXIST) return false;
+  }
+  struct stat st;
+  return ::stat(dir.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+std::string Edit(std::string_view text, std::string_view section, std::string_view name,
+                 const char* value) {
+  std::vector<std::string_view> lines = SplitLines(text);
+  std::string line = value ? std::string(name) + "=" + OneLine(value) : std::string();
+  bool inSection = false, found = false;
+  size_t insertAt = lines.size();  // after the last non-blank line of the section
+  size_t drop = lines.size();
+  for (size_t i = 0; i < lines.size(); ++i) {
+    std::string_view s, n, v;
+    if (SectionOf(lines[i], s)) {
+      if (inSection) break;
+      if (!found && SameName(s, section)) {
+        inSection = found = true;
+        insertAt = i + 1;
+      }
+      continue;
+    }
+    if (!inSection) continue;
+    if (EntryOf(lines[i], n, v) && SameName(n, name)) {
+      drop = i;
+      insertAt = i;
+      break;
+    }
+    if (!Trim(lines[i]).empty()) insertAt = i + 1;
+  }
+
+  std::string out;
+  out.reserve(text.size() + line.size() + section.size() + 8);
+  auto put = [&out](std::string_view l) {
+    out.append(l);
+    out.push_back('\n');
+  };
+  for (size_t i = 0; i < lines.size(); ++i) {
+    if (found && i == insertAt && value) put(line);
+    if (i != drop) put(lines[i]);
+  }
+  if (found && insertAt == lines.size() && value) put(line);
+  if (!found && value) {
+    if (!out.empty() && !Trim(lines.back()).empty()) out.push_back('\n');
+    out.append("[").append(section).append("]\n");
+    put(line);
+  }
+  return out;
+}
+
+// Replaces `path` with `content`: a temporary file in the same directory,
+// synced, renamed over the target, and the directory synced.
+bool Replace(const std::string& path, const std::string& content) {
+  std::string tmp = path + ".XXXXXX";
+  int fd = ::mkostemp(tmp.data(), O_CLOEXEC);
+  if (fd < 0) return false;
+  struct stat st;
+  if (::stat(path.c_str(), &st) == 0) ::fchmod(fd, st.st_mode & 07777);
+  bool ok = WriteAll(fd, content) && ::fsync(fd) == 0;
+  int saved = errno;
+  if (::close(fd) != 0 && ok) {
+    ok = false;
+    saved = errno;
+  }
+  if (ok && ::rename(tmp.c_str(), path.c_str()) != 0) {
+    ok = false;
+    saved = errno;
+  }
+  if (!ok) {
+    ::unlink(tmp.c_str());
+    errno = saved;
+    return false;
+  }
+  std::string dir = path.substr(0, path.rfind('/') + 1);
+  int dfd = ::open(dir.empty() ? "." : dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (dfd >= 0) {
+    ::fsync(dfd);
+    ::close(dfd);
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string ConfigDirectory() {
+  const char* own = std::getenv("BRIX_CONFIG_HOME");
+  if (own && *own) return own;
+  const char* xdg = std::getenv("XDG_CONFIG_HOME");
+  // Relative values are invalid by the convention of that variable.
+  if (xdg && *xdg == '/') return std::string(xdg) + "/Quillon/Brix";
+  std::string home;
+  if (const char* h = std::getenv("HOME"); h && *h) {
+    home = h;
+  } else {
+    struct passwd pw, *result = nullptr;
+    char buffer[4096];
+    if (::getpwuid_r(::geteuid(), &pw, buffer, sizeof buffer, &result) == 0 && result)
+      home = result->pw_dir;
+  }
+  return home + "/.config/Quillon/Brix";
+}
+
+std::string SettingsPath(const char* file) {
+  std::string name = file ? file : "";
+  if (!name.empty() && name.front() == '/') return name;
+  return ConfigDirectory() + "/" + name;
+}
+
+bool ReadValue(const char* file, const char* section, const char* name, std::string& value) {
+  std::string text;
+  if (!section || !name || !ReadAll(SettingsPath(file), text)) return false;
+  std::string_view wantSection = Trim(section), wantName = Trim(name);
+  bool inSection = false;
+  for (std::string_view line : SplitLines(text)) {
+    std::string_view s, n, v;
+    if (SectionOf(line, s)) {
+      if (inSection) return false;
+      inSection = SameName(s, wantSection);
+    } else if (inSection && EntryOf(line, n, v) && SameName(n, wantName)) {
+      value.assign(v);
+      return true;
+    }
+  }
+  return false;
+}
+
+bool WriteValue(const char* file, const char* section, const char* name, const char* value) {
+  if (!section || !name || Trim(name).empty()) {
+    errno = EINVAL;
+    return false;
+  }
+  std::string path = SettingsPath(file);
+  std::string dir = path.substr(0, path.rfind('/'));
+  if (!dir.empty() && !MakeDirectories(dir)) return false;
+
+  int lock = ::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (lock < 0) return false;
+  while (::flock(lock, LOCK_EX) != 0) {
+    if (errno != EINTR) {
+      int saved = errno;
+      ::close(lock);
+      errno = saved;
+      return false;
+    }
+  }
+  std::string text;
+  ReadAll(path, text);
+  std::string edited = Edit(text, Trim(section), Trim(name), value);
+  bool ok = edited == text || Replace(path, edited);
+  int saved = errno;
+  ::close(lock);  // releases the flock
+  errno = saved;
+  return ok;
+}
+
+bool ReadUserValue(const char* key, const char* name, std::string& value) {
+  return ReadValue(kUserValuesFile, key, name, value);
+}
+
+bool WriteUserValue(const char* key, const char* name, const char* value) {
+  return WriteValue(kUserValuesFile, key, name, value);
+}
+
+}  // namespace brix::settings

@@ -1,0 +1,144 @@
+// sfmfile_text.cpp - SFM_File text operations: characters, lines and formatted output.
+#include <cerrno>
+#include <cstdarg>
+
+#include "sfm.h"
+#include "sfmfile.h"
+#include "ssmcheck.h"
+
+namespace {
+
+constexpr const char* kFile = "system/sfm/sfmfile";
+constexpr int kLineGetLineNoStream = 803;
+
+#define SFM_FILE_CHECK(cond, line) SSM_CHECK_EX(cond, "Tamsk: ", kFile, line, SSM_InternalError, 0)
+
+void Report(int code, const SYS_String& name) {
+  if (SFM* manager = SFM::GetManager()) {
+    SFM_EventData data(name);
+    manager->Event(code, data);
+  }
+}
+
+// The longest piece of a line one GetLine returns, line feed included.
+constexpr int kLinePiece = 510;
+
+}  // namespace
+
+char SFM_File::GetChar() {
+  if (!IsOpen()) return static_cast<char>(0xFF);
+  ReOpen();
+  errno = 0;
+  SFM_FILE_CHECK(stream_, 622);
+  if (!stream_) return static_cast<char>(0xFF);
+  clearerr_unlocked(stream_);
+  int c = getc_unlocked(stream_);
+  if (ferror_unlocked(stream_)) {
+    Report(SFM::ReadFailed, name_);
+    clearerr_unlocked(stream_);
+    c = 0xFF;
+  }
+  // By design the check follows the read.
+  SSM_CHECK_EX(mode_.Find('b') < 0, "Tamsk: Can't call GetChar on binary file", kFile, 635,
+               SSM_InternalError, 0);
+  if (c == '\r') {
+    int next = getc_unlocked(stream_);
+    if (next == '\n')
+      c = '\n';
+    else if (next != EOF)
+      ungetc(next, stream_);
+  }
+  return static_cast<char>(c);
+}
+
+int SFM_File::PutChar(char ch) {
+  if (!IsOpen()) return 0;
+  ReOpen();
+  errno = 0;
+  SFM_FILE_CHECK(stream_, 657);
+  if (!stream_) return 0;
+  clearerr_unlocked(stream_);
+  int ok = putc_unlocked(static_cast<unsigned char>(ch), stream_) != EOF;
+  // Tested before clearing, so a failure reaches the manager (unlike Write).
+  if (ferror_unlocked(stream_)) {
+    ok = 0;
+    Report(SFM::WriteFailed, name_);
+    clearerr_unlocked(stream_);
+  }
+  CheckLength();
+  return ok;
+}
+
+SYS_String SFM_File::GetLine(long maxLength) {
+  if (!IsOpen()) return SYS_String();
+  ReOpen();
+  errno = 0;
+  int limit = (maxLength <= 0 || maxLength >= kLinePiece + 1) ? kLinePiece
+                                                              : static_cast<int>(maxLength) - 1;
+  SFM_FILE_CHECK(stream_, kLineGetLineNoStream);
+  if (!stream_) return SYS_String();
+  clearerr_unlocked(stream_);
+  const bool text = mode_.Find('b') < 0;
+  char buffer[kLinePiece + 1];
+  int length = 0;
+  while (length < limit) {
+    int c = getc_unlocked(stream_);
+    if (c == EOF) break;
+    // A text stream reads CR LF as one LF, below the limit count as it would be
+    // on a platform that translates text files.
+    if (c == '\r' && text) {
+      int next = getc_unlocked(stream_);
+      if (next == '\n')
+        c = '\n';
+      else if (next != EOF)
+        ungetc(next, stream_);
+    }
+    buffer[length++] = static_cast<char>(c);
+    if (c == '\n') break;
+  }
+  if (ferror_unlocked(stream_)) {
+    Report(SFM::ReadFailed, name_);
+    clearerr_unlocked(stream_);
+    return SYS_String();
+  }
+  SYS_String line(buffer, length);
+  // By design the check follows the read.
+  SSM_CHECK_EX(text, "Tamsk: Can't call GetLine on binary file", kFile, 546, SSM_InternalError, 0);
+  return line;
+}
+
+int SFM_File::WriteLine(const SYS_String& line) {
+  if (!IsOpen()) return 0;
+  ReOpen();
+  SFM_FILE_CHECK(stream_, 571);
+  if (!stream_) return 0;
+  errno = 0;
+  size_t length = static_cast<size_t>(line.GetLength());
+  size_t put = fwrite_unlocked(line.GetString(), 1, length, stream_);
+  if (putc_unlocked('\n', stream_) != EOF) ++put;
+  // Cleared before the result is judged, so no 204 from here (intended).
+  clearerr_unlocked(stream_);
+  CheckLength();
+  return put == length + 1;
+}
+
+long SFM_File::Printf(const char* format, ...) {
+  SFM_FILE_CHECK(format, 591);
+  if (!format || !IsOpen()) return 0;
+  ReOpen();
+  errno = 0;
+  SFM_FILE_CHECK(stream_, 599);
+  if (!stream_) return 0;
+  clearerr_unlocked(stream_);
+  va_list args;
+  va_start(args, format);
+  long written = std::vfprintf(stream_, format, args);
+  va_end(args);
+  if (ferror_unlocked(stream_)) {
+    written = 0;
+    Report(SFM::WriteFailed, name_);
+    clearerr_unlocked(stream_);
+  }
+  CheckLength();
+  return written;
+}
