@@ -81,7 +81,7 @@ void SYS_Transform::SetRotate(const SYS_Point& p, double u, double v) {
   a_ = u, b_ = -v, c_ = px - u * px + v * py;
   d_ = v, e_ = u, f_ = py - v * px - u * py;
   angleFactor_ = 1.0;
-  angleOffset_ = std::atan2(v, u);
+  angleOffset_ = std::atan2(v + 0.0, u);  // + 0.0: v = -0 gives pi, not -pi, for u < 0
   orientation_ = SYS_Truncate(angleOffset_ * SYS_HalfTurn / kPi);
   sweepFactor_ = 1.0, sweepOffset_ = 0.0, sweepShift_ = 0;
   scale_ = 1.0;
@@ -115,7 +115,7 @@ void SYS_Transform::SetMirror(const SYS_Point& p, double u, double v) {
   a_ = cs, b_ = sn, c_ = px - cs * px - sn * py;
   d_ = sn, e_ = -cs, f_ = py - sn * px + cs * py;
   angleFactor_ = -1.0;
-  angleOffset_ = std::atan2(sn, cs);
+  angleOffset_ = std::atan2(sn + 0.0, cs);  // + 0.0: as in SetRotate, -0 counts as 0
   orientation_ = SYS_Truncate(angleOffset_ * SYS_HalfTurn / kPi);
   sweepFactor_ = -1.0, sweepOffset_ = 0.0, sweepShift_ = 0;
   scale_ = 1.0;
