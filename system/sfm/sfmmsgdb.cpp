@@ -1,12 +1,17 @@
 // sfmmsgdb.cpp - SFM_MessageDB: indexing a message file and reading its texts by key.
 #include "sfmmsgdb.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
+
+#include "platform/fs_posix.h"
+#include "sfmfile.h"
 
 namespace {
 
@@ -183,21 +188,33 @@ namespace {
 
 // Feeds the lines of `source` to `onLine(line, length, offset)`, reading in large blocks; a line
 // longer than the block grows the buffer, so no line is ever split.
+constexpr size_t kMinBlock = 4096;
+constexpr size_t kMaxBlock = 1 << 20;
+
 template <class Source, class OnLine>
 void ScanLines(Source& source, OnLine&& onLine) {
-  std::vector<char> buffer(1 << 20);
+  // Sized to the file when it is small, so that small files cost little.
+  long length = source.Length();
+  size_t capacity = length < 0 ? kMaxBlock : std::clamp(size_t(length) + 1, kMinBlock, kMaxBlock);
+  std::unique_ptr<char[]> buffer(new char[capacity]);
   size_t filled = 0;     // bytes in the buffer
   int64_t bufferAt = 0;  // file offset of buffer[0]
   bool eof = false;
   while (!eof) {
-    if (filled == buffer.size()) buffer.resize(buffer.size() * 2);
-    long got = source.Read(buffer.data() + filled, long(buffer.size() - filled));
+    if (filled == capacity) {
+      std::unique_ptr<char[]> larger(new char[capacity * 2]);
+      memcpy(larger.get(), buffer.get(), filled);
+      buffer = std::move(larger);
+      capacity *= 2;
+    }
+    long got =
+        source.Read(buffer.get() + filled, long(std::min<size_t>(capacity - filled, 1u << 30)));
     if (got <= 0)
       eof = true;
     else
       filled += size_t(got);
 
-    const char* data = buffer.data();
+    const char* data = buffer.get();
     size_t pos = 0;
     while (pos < filled) {
       const char* nl = static_cast<const char*>(memchr(data + pos, '\n', filled - pos));
@@ -212,7 +229,7 @@ void ScanLines(Source& source, OnLine&& onLine) {
       pos = end + 1;
     }
     if (pos > 0) {
-      memmove(buffer.data(), buffer.data() + pos, filled - pos);
+      memmove(buffer.get(), buffer.get() + pos, filled - pos);
       filled -= pos;
       bufferAt += int64_t(pos);
     }
@@ -223,21 +240,25 @@ void ScanLines(Source& source, OnLine&& onLine) {
 
 // The open message file.
 struct SFM_MessageDB::Source {
-  explicit Source(const SYS_String& name) : file(fopen(name, "r")) {}
-  ~Source() {
-    if (file) fclose(file);
+  explicit Source(const SYS_String& name) : file(name) {
+    if (name.GetLength() > 0) file.Open("r");
   }
-  Source(const Source&) = delete;
-  Source& operator=(const Source&) = delete;
 
-  bool IsOpen() const { return file != nullptr; }
-  long Read(void* buffer, long count) { return long(fread(buffer, 1, size_t(count), file)); }
+  bool IsOpen() { return file.IsOpen() != 0; }
+  long Length() { return file.GetLength(); }
+  long Read(void* buffer, long count) { return file.Read(buffer, count); }
+  // SFM_File seeks by int; larger offsets are reached in steps from the start.
   long ReadAt(int64_t offset, void* buffer, long count) {
-    if (fseeko(file, off_t(offset), SEEK_SET) != 0) return 0;
-    return Read(buffer, count);
+    int step = int(std::min<int64_t>(offset, INT32_MAX));
+    if (!file.Seek(step, SFM_File::Begin)) return 0;
+    for (offset -= step; offset > 0; offset -= step) {
+      step = int(std::min<int64_t>(offset, INT32_MAX));
+      if (!file.Seek(step, SFM_File::Current)) return 0;
+    }
+    return file.Read(buffer, count);
   }
 
-  FILE* file;
+  SFM_File file;
 };
 
 SFM_MessageDB::SFM_MessageDB(SYS_String fileName) : SFM_MessageDB(fileName, 1) {}
@@ -297,10 +318,10 @@ namespace {
 // Buffered writer for Save().
 class Writer {
  public:
-  explicit Writer(FILE* file) : file_(file) { buffer_.reserve(1 << 16); }
+  explicit Writer(SFM_File& file) : file_(file) { buffer_.reserve(kChunk); }
   void Put(const char* data, size_t length) {
     buffer_.append(data, length);
-    if (buffer_.size() >= (1 << 16)) Flush();
+    if (buffer_.size() >= kChunk) Flush();
   }
   void Put(const SYS_String& s) { Put(s, size_t(s.GetLength())); }
   void Put(char c) { Put(&c, 1); }
@@ -310,13 +331,14 @@ class Writer {
     Put(digits, size_t(length));
   }
   bool Flush() {
-    ok_ = ok_ && fwrite(buffer_.data(), 1, buffer_.size(), file_) == buffer_.size();
+    if (!buffer_.empty()) ok_ = ok_ && file_.Write(buffer_.data(), long(buffer_.size())) == 1;
     buffer_.clear();
     return ok_;
   }
 
  private:
-  FILE* file_;
+  static constexpr size_t kChunk = 1 << 16;
+  SFM_File& file_;
   std::string buffer_;
   bool ok_ = true;
 };
@@ -326,14 +348,15 @@ class Writer {
 int SFM_MessageDB::Save(SYS_String fileName) const {
   SYS_String temporary = fileName;
   temporary << "$$$";
-  FILE* out = fopen(temporary, "w+b");
-  if (!out) return 0;
+  SFM_File out(temporary);
+  if (fileName.GetLength() == 0 || !out.Open("w+b")) return 0;
   Writer writer(out);
   // Every accepted record in file order, superseded ones included: re-indexing the
   // same sequence of headers and numbers reproduces every base and key.
   const Index& index = *m_Index;
   size_t nextSection = 0;
   int32_t base = 0;
+  std::vector<char> text;
   for (uint32_t r = 0; r < index.records.size(); ++r) {
     const Index::Record& record = index.records[r];
     if (nextSection < index.sections.size() && index.sections[nextSection].m_HeaderEntry == r) {
@@ -347,16 +370,24 @@ int SFM_MessageDB::Save(SYS_String fileName) const {
     writer.Put(int32_t(uint32_t(record.key) - uint32_t(base)));
     writer.Put(':');
     if (record.length > 0) {
-      std::vector<char> text(size_t(record.length));
+      // The raw text, a final "$" included, so that trailing blanks survive.
+      text.resize(size_t(record.length));
       long got = m_Source->ReadAt(record.offset, text.data(), record.length);
-      writer.Put(text.data(), size_t(std::max(got, 0L)));
+      writer.Put(text.data(), strnlen(text.data(), size_t(std::max(got, 0L))));
     }
     writer.Put('\n');
   }
   bool ok = writer.Flush();
-  ok = fclose(out) == 0 && ok;
-  if (!ok || rename(temporary, fileName) != 0) {
-    remove(temporary);
+  if (ok) {
+    out.Flush();
+    FILE* stream = out.GetStream();
+    ok = stream && fsync(fileno(stream)) == 0;
+  }
+  out.Close();
+  // rename() replaces the target in one step: a reader sees the old file or the new.
+  if (!ok || std::rename(brix::fs::NativePath(temporary).c_str(),
+                         brix::fs::NativePath(fileName).c_str()) != 0) {
+    brix::fs::RemoveFile(temporary);
     return 0;
   }
   return 1;
