@@ -38,11 +38,17 @@ using brixsys_internal::MbMode;
 
 namespace {
 
-// Bytes of a set, for single-byte membership tests. NUL is never a member.
+// The single-byte characters of a set, for fast membership tests. The bytes of a
+// multibyte character of the set are not members on their own; NUL never is.
 struct ByteSet {
   bool member[256] = {};
-  explicit ByteSet(const char* set) {
-    for (; *set; ++set) member[static_cast<unsigned char>(*set)] = true;
+  ByteSet(const char* set, MbMode mode) {
+    const std::size_t length = std::strlen(set);
+    for (std::size_t i = 0; i < length;) {
+      const std::size_t n = MbCharLen(set + i, length - i, mode);
+      if (n == 1) member[static_cast<unsigned char>(set[i])] = true;
+      i += n;
+    }
   }
   bool Has(char c) const { return member[static_cast<unsigned char>(c)]; }
 };
@@ -110,8 +116,8 @@ int SYS_String::Find(const char* sub, int start) const {
 int SYS_String::FindOneOf(const char* set, int start) const {
   const int length = GetLength();
   if (!set || !*set || start < 0 || start > length) return -1;
-  const ByteSet bytes(set);
   const MbMode mode = brixsys_internal::CurrentMbMode();
+  const ByteSet bytes(set, mode);
   for (int i = start; i < length;) {
     const std::size_t n = MbCharLen(m_pch + i, static_cast<std::size_t>(length - i), mode);
     if (InSet(m_pch + i, n, set, bytes, mode)) return i;
@@ -147,8 +153,8 @@ int SYS_String::ReverseFindOneOf(const char* set, int start) const {
   const int length = GetLength();
   if (start == -2) start = length - 1;
   if (!set || !*set || start < 0 || start >= length) return -1;
-  const ByteSet bytes(set);
   const MbMode mode = brixsys_internal::CurrentMbMode();
+  const ByteSet bytes(set, mode);
   const int end = start + 1;
   if (mode == MbMode::Single) {
     for (int i = start; i >= 1; --i)  // by design position 0 is never reported
