@@ -181,11 +181,9 @@ class BRIX_API SCC_Event : public SCC_EventNode<T> {
     if (&source == this) return *this;
     RemoveAll();
     Node* outer = source.root_;
-    this->InsertBefore(&source);
-    source.Remove();
-    for (Node* n = this->next_; !n->isEvent_; n = n->next_) n->root_ = this;
+    this->InsertBefore(&source);  // the ring now holds both events, this one first
+    source.Remove();              // and the source leaves its nodes to this one
     this->root_ = outer;
-    AdoptIterators(source);
     return *this;
   }
   SCC_Event& operator=(SCC_Event&& source) { return *this = source; }
@@ -202,6 +200,21 @@ class BRIX_API SCC_Event : public SCC_EventNode<T> {
     }
     iterators_ = nullptr;
     this->Remove();
+  }
+
+  /// Leaves the ring this event is in. When another event shares the ring, the nodes this
+  /// one was walking pass to the event before it, with its raises still running; otherwise
+  /// they are unlinked first, so that no node is ever left in a ring without an event.
+  void Remove() override {
+    SCC_Event* heir = PrecedingEvent();
+    if (!heir) {
+      RemoveAll();
+    } else {
+      for (Node* n = this->next_; !n->isEvent_; n = n->next_) n->root_ = heir;
+      heir->AdoptIterators(*this);
+      heir->OnRemoveNode(this);
+    }
+    Node::Remove();
   }
 
   /// 1 when no node is linked to the event.
@@ -257,6 +270,13 @@ class BRIX_API SCC_Event : public SCC_EventNode<T> {
   }
 
  private:
+  // The nearest event before this one in the ring, or null when this is the only one.
+  SCC_Event* PrecedingEvent() const {
+    Node* n = this->prev_;
+    while (!n->isEvent_) n = n->prev_;
+    return n == this ? nullptr : static_cast<SCC_Event*>(n);
+  }
+
   // Raises of `source` still running now walk our ring: register them with us.
   void AdoptIterators(SCC_Event& source) {
     Iterator* first = source.iterators_;
