@@ -1,0 +1,501 @@
+// file_test.cpp - SFM_File on real files: typed data, text lines, positions, mapping, events.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sccevent.h"
+#include "sfm.h"
+#include "sfmfile.h"
+
+namespace {
+
+class TempDir {
+ public:
+  TempDir() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "brixfile-XXXXXX").string();
+    path_ = ::mkdtemp(pattern.data());
+  }
+  ~TempDir() { std::filesystem::remove_all(path_); }
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_;
+};
+
+std::string Slurp(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+void Spit(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+// Records every file event; answers from a queue (then 0).
+struct Recorder {
+  static std::vector<int> codes;
+  static std::vector<int> answers;
+  static std::vector<SFM_EventData> data;
+  static int Process(int code, SFM_EventData* d) {
+    codes.push_back(code);
+    data.push_back(*d);
+    if (!answers.empty()) {
+      d->SetResult(answers.front());
+      answers.erase(answers.begin());
+    }
+    return 0;
+  }
+  Recorder() : hook(&Process, SFM::GetManager()->GetEvent()) {
+    codes.clear();
+    answers.clear();
+    data.clear();
+  }
+  SCC_EventHook<SFM_EventData> hook;
+};
+std::vector<int> Recorder::codes;
+std::vector<int> Recorder::answers;
+std::vector<SFM_EventData> Recorder::data;
+
+// Runs `body` in a forked child and expects it to exit with 0.
+template <class F>
+void InChild(F body) {
+  fflush(nullptr);
+  pid_t pid = fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) _exit(body());
+  int status = 0;
+  ASSERT_EQ(waitpid(pid, &status, 0), pid);
+  ASSERT_TRUE(WIFEXITED(status)) << "child died with signal " << WTERMSIG(status);
+  EXPECT_EQ(WEXITSTATUS(status), 0) << "child failed at step " << WEXITSTATUS(status);
+}
+
+TEST(FileTest, TypedRoundTripWithAndWithoutBitReversal) {
+  TempDir dir;
+  std::string path = dir / "typed.bin";
+  for (int reverse : {0, 1}) {
+    {
+      SFM_File out(path.c_str(), "wb");
+      out.Put(static_cast<unsigned long>(0xFEDCBA98u), reverse);
+      out.Put(-123456789L, reverse);
+      out.Put(static_cast<unsigned char>(0xA5), reverse);
+      out.Put(static_cast<char>(-3), reverse);
+      out.Put(static_cast<unsigned short>(0xBEEF), reverse);
+      out.Put(static_cast<short>(-2), reverse);
+      out.Put(0x89ABCDEFu, reverse);
+      out.Put(-70000, reverse);
+      out.Put(3.25);
+    }
+    // long and unsigned long move 4 bytes each.
+    ASSERT_EQ(Slurp(path).size(), 4u + 4 + 1 + 1 + 2 + 2 + 4 + 4 + 8) << reverse;
+    SFM_File in(path.c_str(), "rb");
+    unsigned long ul = 0;
+    long l = 0;
+    unsigned char uc = 0;
+    char c = 0;
+    unsigned short us = 0;
+    short s = 0;
+    unsigned int ui = 0;
+    int i = 0;
+    double d = 0;
+    EXPECT_EQ(in.Get(ul, reverse), 0xFEDCBA98ul);
+    EXPECT_EQ(in.Get(l, reverse), -123456789L);
+    EXPECT_EQ(in.Get(uc, reverse), 0xA5);
+    EXPECT_EQ(in.Get(c, reverse), -3);
+    EXPECT_EQ(in.Get(us, reverse), 0xBEEF);
+    EXPECT_EQ(in.Get(s, reverse), -2);
+    EXPECT_EQ(in.Get(ui, reverse), 0x89ABCDEFu);
+    EXPECT_EQ(in.Get(i, reverse), -70000);
+    EXPECT_EQ(in.Get(d), 3.25);
+    EXPECT_EQ(ul, 0xFEDCBA98ul);
+    EXPECT_EQ(i, -70000);
+    EXPECT_TRUE(in.Eof());
+  }
+}
+
+TEST(FileTest, BitReversalReversesBitsNotBytes) {
+  TempDir dir;
+  std::string path = dir / "bits.bin";
+  {
+    SFM_File out(path.c_str(), "wb");
+    out.Put(static_cast<short>(1), 1);
+    out.Put(static_cast<unsigned char>(0x01), 1);
+    out.Put(static_cast<unsigned short>(0x0102), 1);
+    out.Put(1L, 1);
+  }
+  EXPECT_EQ(Slurp(path), std::string("\x00\x80\x80\x80\x40\x00\x00\x00\x80", 9));
+
+  Spit(path, std::string("\x01\x00\x00\x00\x01\x00\x00\x00", 8));
+  SFM_File in(path.c_str(), "rb");
+  int i = 0;
+  EXPECT_EQ(static_cast<unsigned>(in.Get(i, 1)), 0x80000000u);
+  long l = 0;
+  EXPECT_EQ(in.Get(l, 1), static_cast<long>(INT32_MIN));  // sign-extended from 32 bits
+  // Past the end the missing bytes read as 0.
+  EXPECT_EQ(in.Get(i, 0), 0);
+}
+
+TEST(FileTest, GetCharReadsCrLfAsLineFeed) {
+  TempDir dir;
+  std::string path = dir / "chars.txt";
+  Spit(path, "a\r\nb\rx\r");
+  SFM_File in(path.c_str(), "r");
+  std::string got;
+  for (int k = 0; k < 6; ++k) got.push_back(in.GetChar());
+  EXPECT_EQ(got, std::string("a\nb\rx\r"));
+  EXPECT_EQ(static_cast<unsigned char>(in.GetChar()), 0xFF);
+  SFM_File closed((dir / "none").c_str());
+  EXPECT_EQ(static_cast<unsigned char>(closed.GetChar()), 0xFF);
+}
+
+TEST(FileTest, GetLineComesInPiecesOf510) {
+  TempDir dir;
+  std::string path = dir / "lines.txt";
+  std::string longLine(600, 'x');
+  for (int k = 0; k < 600; ++k) longLine[k] = static_cast<char>('a' + k % 26);
+  Spit(path, longLine + "\nab\r\ncd\rz\nlast");
+  SFM_File in(path.c_str(), "r");
+  EXPECT_EQ(std::string(in.GetLine(0)), longLine.substr(0, 510));
+  EXPECT_EQ(std::string(in.GetLine(0)), longLine.substr(510) + "\n");
+  EXPECT_EQ(std::string(in.GetLine(511)), "ab\n");  // CR LF reads as LF in text mode
+  EXPECT_EQ(std::string(in.GetLine(4)), "cd\r");    // at most maxLength - 1 characters
+  EXPECT_EQ(std::string(in.GetLine(-5)), "z\n");
+  EXPECT_EQ(std::string(in.GetLine(0)), "last");
+  EXPECT_TRUE(in.GetLine(0).IsEmpty());
+  EXPECT_TRUE(in.Eof());
+
+  // A binary stream keeps its bytes.
+  SFM_File bin(path.c_str(), "rb");
+  bin.Seek(601, SFM_File::Begin);
+  EXPECT_EQ(std::string(bin.GetLine(0)), "ab\r\n");
+}
+
+TEST(FileTest, GetLineHandlesCrLfAcrossThePieceLimit) {
+  TempDir dir;
+  std::string path = dir / "edge.txt";
+  Spit(path, std::string(509, 'q') + "\r\nnext\n");
+  SFM_File in(path.c_str(), "r");
+  EXPECT_EQ(std::string(in.GetLine(0)), std::string(509, 'q') + "\n");
+  EXPECT_EQ(std::string(in.GetLine(0)), "next\n");
+}
+
+TEST(FileTest, TextWritesLineFeedsAndCountsPrintf) {
+  TempDir dir;
+  std::string path = dir / "out.txt";
+  {
+    SFM_File out(path.c_str(), "w");
+    EXPECT_EQ(out.WriteLine("first"), 1);
+    EXPECT_EQ(out.Printf("%d-%s", 42, "x"), 4);
+    EXPECT_EQ(out.PutChar('\n'), 1);
+    EXPECT_EQ(out.WriteLine(""), 1);
+  }
+  EXPECT_EQ(Slurp(path), "first\n42-x\n\n");
+  SFM_File closed(path.c_str());
+  EXPECT_EQ(closed.WriteLine("x"), 0);
+  EXPECT_EQ(closed.PutChar('x'), 0);
+  EXPECT_EQ(closed.Printf("x"), 0);
+  char buffer[4];
+  EXPECT_EQ(closed.Read(buffer, 4), 0);
+  EXPECT_EQ(closed.Write("abc", 3), 0);
+}
+
+TEST(FileTest, PositionStack) {
+  TempDir dir;
+  std::string path = dir / "pos.bin";
+  Spit(path, "0123456789");
+  SFM_File f(path.c_str(), "rb");
+  f.Seek(3, SFM_File::Begin);
+  ASSERT_EQ(f.PushPosition(-2, SFM_File::End), 1);
+  EXPECT_EQ(f.GetPosition(), 8);
+  ASSERT_EQ(f.PushPosition(1, SFM_File::Current), 1);
+  EXPECT_EQ(f.GetPosition(), 9);
+  // A seek the runtime rejects leaves the position and the stack alone.
+  EXPECT_EQ(f.PushPosition(-100, SFM_File::Begin), 0);
+  EXPECT_EQ(f.GetPosition(), 9);
+  EXPECT_EQ(f.PushPosition(0, static_cast<SFM_File::SeekType>(7)), 0);
+  f.PopPosition();
+  EXPECT_EQ(f.GetPosition(), 8);
+  f.PopPosition();
+  EXPECT_EQ(f.GetPosition(), 3);
+  char c = 0;
+  EXPECT_EQ(f.Get(c), '3');
+
+  SFM_File closed(path.c_str());
+  EXPECT_EQ(closed.GetPosition(), -1);
+  EXPECT_EQ(closed.Seek(0, SFM_File::Begin), 0);
+  EXPECT_EQ(closed.PushPosition(0, SFM_File::Begin), 0);
+}
+
+TEST(FileTest, LengthIsCachedUntilAWriteReachesTheEnd) {
+  TempDir dir;
+  std::string path = dir / "len.bin";
+  Spit(path, "12345");
+  SFM_File closed(path.c_str());
+  EXPECT_EQ(closed.GetLength(), 5);
+  EXPECT_FALSE(closed.IsOpen());  // measured without staying open
+  SFM_File missing((dir / "missing").c_str());
+  EXPECT_EQ(missing.GetLength(), -1);
+
+  SFM_File f(path.c_str(), "r+b");
+  EXPECT_EQ(f.GetLength(), 5);
+  f.Write("ab", 2);  // inside the file: still 5
+  EXPECT_EQ(f.GetLength(), 5);
+  f.SeekToEnd();
+  EXPECT_TRUE(f.Eof());  // at the end before any read
+  f.Write("xyz", 3);     // buffered, not yet on disk
+  EXPECT_EQ(f.GetLength(), 8);
+  EXPECT_EQ(f.GetPosition(), 8);
+  f.Rewind();
+  EXPECT_FALSE(f.Eof());
+  f.Put(1234567, 0);
+  EXPECT_EQ(f.GetLength(), 8);
+  f.Close();
+  EXPECT_EQ(Slurp(path), std::string("\x87\xD6\x12\x00", 4) + "5xyz");
+}
+
+TEST(FileTest, MappingIsCopyOnWrite) {
+  TempDir dir;
+  std::string path = dir / "map.bin";
+  Spit(path, "hello, mapped world");
+  SFM_File f(path.c_str(), "rb");
+  f.Seek(7, SFM_File::Begin);
+  char* view = static_cast<char*>(f.MapToMemory());
+  ASSERT_NE(view, nullptr);
+  EXPECT_TRUE(f.IsOpen());
+  EXPECT_EQ(std::string(view, 19), "hello, mapped world");
+  std::memcpy(view, "HELLO", 5);
+  EXPECT_EQ(std::string(view, 5), "HELLO");
+  // A second view is independent and the first stays valid.
+  char* second = static_cast<char*>(f.MapToMemory());
+  ASSERT_NE(second, nullptr);
+  EXPECT_EQ(std::string(second, 5), "hello");
+  EXPECT_EQ(std::string(view, 5), "HELLO");
+  f.UnmapMemory();
+  EXPECT_EQ(Slurp(path), "hello, mapped world");
+  // The stream comes back where it was.
+  EXPECT_EQ(f.IsTempClosed(), 0);
+  EXPECT_EQ(f.GetPosition(), 7);
+  char rest[12];
+  EXPECT_EQ(f.Read(rest, 12), 12);
+  EXPECT_EQ(std::string(rest, 12), "mapped world");
+
+  Spit(dir / "empty", "");
+  SFM_File empty((dir / "empty").c_str(), "rb");
+  EXPECT_EQ(empty.MapToMemory(), nullptr);
+  SFM_File closed(path.c_str());
+  EXPECT_EQ(closed.MapToMemory(), nullptr);
+}
+
+TEST(FileTest, TemporaryCloseReopensTransparently) {
+  TempDir dir;
+  struct Case {
+    const char* mode;
+    const char* before;  // file content before opening
+    const char* expect;  // content after: write "ab", temp close, write "cd"
+  } cases[] = {
+      {"w", "old", "abcd"},          // reopened as "a": not truncated again
+      {"wb", "old", "abcd"},         // "wb" becomes "ab"
+      {"r+", "0123456", "abcd456"},  // reused unchanged, position restored
+      {"a+b", "xy", "xyabcd"},
+  };
+  SFM* manager = SFM::GetManager();
+  for (const Case& c : cases) {
+    std::string path = dir / "temp";
+    Spit(path, c.before);
+    SFM_File f(path.c_str(), c.mode);
+    ASSERT_TRUE(f.IsOpen()) << c.mode;
+    f.Write("ab", 2);
+    long position = f.GetPosition();
+    ASSERT_EQ(manager->CloseLeastRecentlyOpened(), 1) << c.mode;
+    EXPECT_EQ(f.IsTempClosed(), 1);
+    EXPECT_EQ(f.GetStream(), nullptr);
+    EXPECT_TRUE(f.IsOpen());
+    EXPECT_EQ(manager->CloseLeastRecentlyOpened(), 0);  // nothing else to close
+    EXPECT_EQ(f.GetPosition(), position) << c.mode;
+    EXPECT_EQ(f.IsTempClosed(), 0);
+    EXPECT_EQ(std::string(f.GetMode()), c.mode);
+    f.Write("cd", 2);
+    f.Close();
+    EXPECT_EQ(Slurp(path), c.expect) << c.mode;
+  }
+}
+
+TEST(FileTest, AssignmentMovesTheStream) {
+  TempDir dir;
+  std::string path = dir / "shared.txt";
+  SFM_File target((dir / "other").c_str(), "w");
+  SFM_File source(path.c_str(), "w");
+  source.SetMsg("note");
+  source.WriteLine("one");
+  target = source;
+  EXPECT_FALSE(source.IsOpen());
+  EXPECT_TRUE(target.IsOpen());
+  EXPECT_EQ(std::string(target.GetName()), path);
+  EXPECT_EQ(std::string(target.GetMsg()), "note");
+  EXPECT_EQ(target.GetNextNode(), &source);  // directly before the source in the list
+  target.WriteLine("two");
+  target.Close();
+  EXPECT_EQ(Slurp(path), "one\ntwo\n");
+  EXPECT_TRUE(std::filesystem::exists(dir / "other"));
+
+  SFM_File copy(source);
+  EXPECT_EQ(std::string(copy.GetName()), path);
+  EXPECT_TRUE(copy.GetMode().IsEmpty());
+  EXPECT_EQ(copy.GetList(), nullptr);  // not registered
+}
+
+TEST(FileTest, OpenReportsEventsInOrder) {
+  TempDir dir;
+  std::string path = dir / "events.txt";
+  Recorder rec;
+  {
+    SFM_File f(path.c_str(), "w");
+    f.Close();
+  }
+  EXPECT_EQ(rec.codes, (std::vector<int>{SFM::AboutToOpen, SFM::Opened, SFM::Closed}));
+  EXPECT_EQ(std::string(rec.data[0].GetFileName1()), path);
+}
+
+// Creates the missing file and answers retry.
+struct Fixer {
+  static std::string target;
+  static int Process(int code, SFM_EventData* d) {
+    if (code == SFM::OpenFailed) {
+      Spit(target, "made");
+      d->SetResult(SFM::Retry);
+    }
+    return 0;
+  }
+};
+std::string Fixer::target;
+
+TEST(FileTest, ListenerAnswersRetryAndGiveUp) {
+  TempDir dir;
+  std::string path = dir / "late.txt";
+  Recorder rec;
+  rec.answers = {0, SFM::Retry, SFM::Retry, 0};
+  SFM_File f(path.c_str());
+  EXPECT_EQ(f.Open("r"), 0);
+  EXPECT_EQ(rec.codes, (std::vector<int>{101, 201, 201, 201}));
+  EXPECT_EQ(rec.data[1].GetError(), static_cast<unsigned long>(ENOENT));
+  EXPECT_FALSE(rec.data[1].GetText().IsEmpty());
+  EXPECT_EQ(std::string(f.GetMsg()), std::string(rec.data[3].GetText()));
+
+  // A listener that fixes the cause and answers retry gets the file opened.
+  Fixer::target = path;
+  SCC_EventHook<SFM_EventData> fixer(&Fixer::Process, SFM::GetManager()->GetEvent());
+  EXPECT_EQ(f.Open("r"), 1);
+  EXPECT_EQ(std::string(f.GetLine(0)), "made");
+}
+
+TEST(FileTest, EndProcessAnswerExitsWithZero) {
+  TempDir dir;
+  std::string path = dir / "missing";
+  InChild([&] {
+    struct Ender {
+      static int Process(int code, SFM_EventData* d) {
+        if (code == SFM::OpenFailed) d->SetResult(SFM::EndProcess);
+        return 0;
+      }
+    };
+    SCC_EventHook<SFM_EventData> hook(&Ender::Process, SFM::GetManager()->GetEvent());
+    SFM_File f(path.c_str());
+    f.Open("r");
+    return 7;  // not reached when the process ends
+  });
+}
+
+TEST(FileTest, ManyMoreFilesThanHandles) {
+  TempDir dir;
+  InChild([&]() -> int {
+    Recorder rec;
+    struct rlimit limit = {32, 32};
+    if (setrlimit(RLIMIT_NOFILE, &limit) != 0) return 1;
+    const int kFiles = 200, kRounds = 5;
+    std::vector<std::unique_ptr<SFM_File>> files;
+    for (int i = 0; i < kFiles; ++i) {
+      std::string name = dir / ("f" + std::to_string(i));
+      files.push_back(std::make_unique<SFM_File>(name.c_str(), "w"));
+      if (!files.back()->IsOpen()) return 2;
+    }
+    int parked = 0;
+    for (auto& f : files) parked += f->IsTempClosed();
+    if (parked < kFiles - 32) return 6;  // the handles really ran out
+    for (int round = 0; round < kRounds; ++round)
+      for (int i = 0; i < kFiles; ++i) {
+        if (files[i]->Printf("%d:%d;", i, round) <= 0) return 3;
+        if (!files[i]->PutChar('\n')) return 3;
+      }
+    for (auto& f : files) f->Close();
+    for (int code : rec.codes)
+      if (code == SFM::OpenFailed || code >= SFM::CloseFailed) return 4;
+    for (int i = 0; i < kFiles; ++i) {
+      std::string expect;
+      for (int round = 0; round < kRounds; ++round)
+        expect += std::to_string(i) + ":" + std::to_string(round) + ";\n";
+      if (Slurp(dir / ("f" + std::to_string(i))) != expect) return 5;
+    }
+    return 0;
+  });
+}
+
+TEST(FileTest, WriteFailureRaises204AndTheFileStaysUsable) {
+  TempDir dir;
+  std::string path = dir / "limited";
+  InChild([&]() -> int {
+    Recorder rec;
+    signal(SIGXFSZ, SIG_IGN);
+    struct rlimit limit = {1000, 1000};
+    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
+    SFM_File f(path.c_str(), "w+");
+    int failures = 0;
+    for (int k = 0; k < 20000 && !failures; ++k) failures += !f.PutChar('p');
+    if (!failures) return 2;
+    size_t afterPutChar = rec.codes.size();
+    if (afterPutChar == 0 || rec.codes.back() != SFM::WriteFailed) return 3;
+    if (rec.data.back().GetError() != EFBIG) return 4;
+    long written = 0;
+    for (int k = 0; k < 20000 && written >= 0; ++k)
+      if (f.Printf("%s", "printf-output ") == 0) written = -1;
+    if (written != -1 || rec.codes.size() <= afterPutChar) return 5;
+    if (rec.codes.back() != SFM::WriteFailed) return 6;
+    // Reading and seeking still work.
+    if (!f.Seek(0, SFM_File::Begin)) return 7;
+    if (f.GetChar() != 'p') return 8;
+    if (f.GetLength() != 1000) return 9;
+    return 0;
+  });
+}
+
+TEST(FileTest, NamingRules) {
+  TempDir dir;
+  SFM_File f;
+  EXPECT_TRUE(f.GetName().IsEmpty());
+  std::string path = dir / "n.txt";
+  EXPECT_EQ(f = path.c_str(), path.c_str());
+  EXPECT_EQ(std::string(f.GetName()), path);
+  f.SetMode("w");
+  EXPECT_EQ(f.Open(""), 1);  // the stored mode
+  EXPECT_TRUE(f.IsValid());
+  EXPECT_EQ(f.ReOpen(SYS_String((dir / "m.txt").c_str()), SYS_String("wb")), 1);
+  EXPECT_EQ(std::string(f.GetMode()), "wb");
+  f.Put(7, 0);
+  f.Close();
+  EXPECT_EQ(Slurp(dir / "m.txt").size(), 4u);
+  EXPECT_TRUE(f.Exists());
+  EXPECT_EQ(f.Copy((dir / "copy.txt").c_str(), 0), 1);
+  EXPECT_EQ(Slurp(dir / "copy.txt").size(), 4u);
+  EXPECT_EQ(f.Delete(), 1);
+  EXPECT_FALSE(f.Exists());
+}
+
+}  // namespace
