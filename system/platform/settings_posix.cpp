@@ -127,6 +127,8 @@ std::string Edit(std::string_view text, std::string_view section, std::string_vi
     }
     if (!inSection) continue;
     if (EntryOf(lines[i], n, v) && SameName(n, name)) {
+      // The name keeps the spelling the file already has.
+      if (value) line = std::string(n) + "=" + OneLine(value);
       drop = i;
       insertAt = i;
       break;
