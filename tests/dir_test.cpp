@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <clocale>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -152,6 +153,24 @@ TEST_F(DirTest, WildcardEnumerationIsCaseSensitive) {
             (Names{".", "..", "inner.txt"}));
 }
 
+TEST_F(DirTest, PatternSeparatorAndMultibyteNames) {
+  ASSERT_EQ(mkdir(P("sub").c_str(), 0777), 0);
+  WriteFile(P("\xC3\xA9.txt"), "e");  // a two-byte character in UTF-8
+  SFM_Directory dir(root_.c_str());
+  auto entries = [&](const char* p) { return dir.GetNextEntry(p); };
+
+  SFM_FilePath::DefaultSeparator = 0;
+  const Names backslashDropped = Collect("sub\\", entries);
+  SFM_FilePath::DefaultSeparator = 1;
+  EXPECT_EQ(backslashDropped, Names{"sub"});
+
+  EXPECT_EQ(Collect("?.txt", entries), Names{});  // one byte per character in "C"
+  ASSERT_NE(setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
+  const Names utf8 = Collect("?.txt", entries);
+  setlocale(LC_CTYPE, "C");
+  EXPECT_EQ(utf8, Names{"\xC3\xA9.txt"});
+}
+
 TEST_F(DirTest, FilesSubdirsAndAttributes) {
   for (const char* f : {"f1", ".f2", "ro"}) WriteFile(P(f), "x");
   ASSERT_EQ(chmod(P("ro").c_str(), 0444), 0);
@@ -254,12 +273,17 @@ TEST_F(DirTest, CopiesShareSearchRecords) {
 }
 
 TEST_F(DirTest, WorkingDirectory) {
-  SFM_Directory dir;
-  EXPECT_EQ(dir.SetCurDir(root_.c_str()), 0);
-  EXPECT_EQ(S(dir.GetCurDir(0)), root_ + "/");
-  EXPECT_EQ(S(dir.GetCurDir(3)), root_ + "/");  // the drive means nothing here
+  ASSERT_EQ(mkdir(P("sub").c_str(), 0777), 0);
+  SFM_Directory dir(root_.c_str());
+  EXPECT_EQ(dir.SetCurDir(P("sub").c_str()), 0);
+  EXPECT_EQ(S(dir.GetCurDir(3)), P("sub/"));  // the drive means nothing here
   EXPECT_EQ(dir.SetCurDir(P("missing").c_str()), -1);
+
+  // Removing the working directory steps out into this directory first.
+  EXPECT_EQ(dir.DeleteSubdir(P("sub/").c_str()), 1);
+  EXPECT_FALSE(Exists(P("sub")));
   EXPECT_EQ(S(dir.GetCurDir()), root_ + "/");
+
   EXPECT_EQ(dir.SetCurDir("/"), 0);
   EXPECT_EQ(S(dir.GetCurDir()), "/");
 }
@@ -312,15 +336,6 @@ TEST_F(DirTest, DeleteWithRetries) {
   EXPECT_EQ(retry.Codes(), std::vector<int>{207});
   EXPECT_EQ(retry.seen[0].error, static_cast<unsigned long>(ENOTEMPTY));
   EXPECT_FALSE(Exists(P("full")));
-}
-
-TEST_F(DirTest, DeleteSubdirLeavesTheWorkingDirectory) {
-  ASSERT_EQ(mkdir(P("sub").c_str(), 0777), 0);
-  SFM_Directory dir(root_.c_str());
-  ASSERT_EQ(dir.SetCurDir(P("sub").c_str()), 0);
-  EXPECT_EQ(dir.DeleteSubdir(P("sub/").c_str()), 1);
-  EXPECT_FALSE(Exists(P("sub")));
-  EXPECT_EQ(S(dir.GetCurDir()), root_ + "/");
 }
 
 TEST_F(DirTest, DeleteAllEmptiesTheTreeButNotLinkTargets) {

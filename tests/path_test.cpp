@@ -96,36 +96,26 @@ TEST(PathTest, ComponentsAlwaysRebuildTheFullPath) {
   }
 }
 
-TEST(PathTest, AssignmentAndEmptiness) {
+TEST(PathTest, AssignmentAndGetters) {
   SFM_FilePath p("C:\\a\\b.c");
-  EXPECT_FALSE(p.IsEmpty());
   EXPECT_EQ(S(p = "x/y.z"), "x/y.z");
-  EXPECT_EQ(S(p.GetFileName()), "y");
   EXPECT_EQ(S(p = static_cast<const char*>(nullptr)), "");
   EXPECT_TRUE(p.IsEmpty());
-  EXPECT_EQ(S(p.GetFileName()), "");
-
   p = "q.r";
   EXPECT_EQ(S(p = SYS_String()), "");
   EXPECT_TRUE(p.IsEmpty());
 
-  const SFM_FilePath copy(SFM_FilePath("m/n.o"));
-  SFM_FilePath assigned;
-  assigned = copy;
-  EXPECT_EQ(S(assigned.GetRelPath()), "m/");
-  EXPECT_EQ(S(SYS_String(assigned)), "m/n.o");
-}
-
-TEST(PathTest, GettersAssignTheirArgument) {
-  SFM_FilePath p("old/one.txt");
+  // A getter given a path assigns it first; null keeps the current path.
   EXPECT_EQ(S(p.GetFileExtension("x/y.z")), ".z");
-  EXPECT_EQ(S(p), "x/y.z");
-  EXPECT_EQ(S(p.GetFileName(nullptr)), "y");  // null keeps the current path
+  EXPECT_EQ(S(p.GetFileName(nullptr)), "y");
   EXPECT_EQ(S(p.GetFileDirectory("C:\\d\\f")), "C:\\d\\");
-  EXPECT_EQ(S(p.GetBasePath("\\\\s\\h\\f")), "\\\\s\\h\\");
   EXPECT_EQ(S(p.GetFileNameExt("p/q.r.")), "q.r");
+  SFM_FilePath copy;
+  copy = p;
+  EXPECT_EQ(S(copy), "p/q.r");
   EXPECT_EQ(S(p.GetRelPath("")), "");
   EXPECT_TRUE(p.IsEmpty());
+  EXPECT_EQ(S(SYS_String(copy)), "p/q.r");
 }
 
 TEST(PathTest, RightDirectoryLooksAtTheDefaultSeparatorOnly) {
@@ -137,68 +127,49 @@ TEST(PathTest, RightDirectoryLooksAtTheDefaultSeparatorOnly) {
     EXPECT_EQ(S(p.GetRightDirectory("f")), "");
     EXPECT_EQ(S(p.GetRightDirectory("/a/b/f")), "/a/b/");  // "/" is not looked at
   }
-  SeparatorScope slash(1);
   EXPECT_EQ(S(p.GetRightDirectory("/a/b/f.txt")), "b");
   EXPECT_EQ(S(p.GetRightDirectory("C:\\a\\b\\")), "\\a\\b\\");
 }
 
-struct SetterCase {
+#define SET(call) [](SFM_FilePath& p) { return p.call; }
+
+const struct {
   const char* start;
   SYS_String (*apply)(SFM_FilePath&);
   const char* result;
-  const char* what;
+} kSetterCases[] = {
+    {"C:\\dir\\f.txt", SET(SetBasePath("D:\\x\\y")), "D:\\dir\\f.txt"},
+    {"C:\\dir\\f.txt", SET(SetBasePath("rel/only")), "\\dir\\f.txt"},
+    {"d/f.txt", SET(SetRelPath("a/b")), "a/f.txt"},  // the argument needs its separator
+    {"d/f.txt", SET(SetFileDirectory("/tmp/x")), "/tmp/x/f.txt"},
+    {"f.txt", SET(SetFileDirectory("C:\\dir/")), "C:\\dir/f.txt"},  // either one counts
+    {"d/f.txt", SET(SetFileDirectory("")), "f.txt"},
+    {"d/a.txt", SET(SetFileName("c.doc", 0)), "d/c.doc.txt"},  // 0 keeps ".doc" in the name
+    {"d/a.txt", SET(SetFileName("x/c.doc", 1)), "d/c.txt"},
+    {"d/a.txt", SET(SetFileExtension("")), "d/a"},
+    {"d/a", SET(SetFileExtension("txt")), "d/a.txt"},
+    {"d/a.c", SET(SetFileExtension(".txt")), "d/a.txt"},
+    {"d/a", SET(SetFileExtension(".tar.gz")), "d/a.gz"},
+    {"d/a.b", SET(SetFileNameExt("n.e")), "d/n.e"},
+    {"d/a.b", SET(SetFileNameExt("x.tar.gz")), "d/x.gz"},  // the name is parsed again
+    {"o/a.b", SET(SetFileDirNameExt("/tmp", "n.x", "y")), "/tmp/n.y"},
+    {"file", SET(SetDefault("C:\\def\\name.ext")), "C:\\def\\file.ext"},
+    {"C:x.y", SET(SetDefault("D:\\def\\name.ext")), "C:\\def\\x.y"},
+    {"f.txt", SET(SetDefPath("/tmp/dir")), "/tmp/dir/f.txt"},
+    {"sub/f", SET(SetDefPath("/tmp/dir/")), "/tmp/dir/sub/f"},
+    {"f", SET(SetDefPath("D:")), "D:f"},
+    {"C:f", SET(SetDefPath("/tmp")), "C:f"},  // drives, shares and absolute paths stay
+    {"\\\\s\\h\\f", SET(SetDefPath("/tmp")), "\\\\s\\h\\f"},
+    {"/abs/f", SET(SetDefPath("/tmp")), "/abs/f"},
+    {"a/b.c", SET(SetFileExtension("q/z.w", "d")), "q/z.d"},  // assigns the first argument
+    {"a/b.c", SET(SetFileName("q/z.w", "n", 1)), "q/n.w"},
 };
 
-const SetterCase kSetterCases[] = {
-    {"C:\\dir\\f.txt", [](SFM_FilePath& p) { return p.SetBasePath("D:\\x\\y"); }, "D:\\dir\\f.txt",
-     "base from a drive"},
-    {"C:\\dir\\f.txt", [](SFM_FilePath& p) { return p.SetBasePath("rel/only"); }, "\\dir\\f.txt",
-     "base removed"},
-    {"d/f.txt", [](SFM_FilePath& p) { return p.SetRelPath("a/b"); }, "a/f.txt",
-     "relative directory needs its separator"},
-    {"d/f.txt", [](SFM_FilePath& p) { return p.SetFileDirectory("/tmp/x"); }, "/tmp/x/f.txt",
-     "directory gets a separator"},
-    {"f.txt", [](SFM_FilePath& p) { return p.SetFileDirectory("C:\\dir/"); }, "C:\\dir/f.txt",
-     "either separator counts as present"},
-    {"d/f.txt", [](SFM_FilePath& p) { return p.SetFileDirectory(""); }, "f.txt", "empty directory"},
-    {"d/a.txt", [](SFM_FilePath& p) { return p.SetFileName("c.doc", 0); }, "d/c.doc.txt",
-     "flag 0 keeps the extension in the name"},
-    {"d/a.txt", [](SFM_FilePath& p) { return p.SetFileName("x/c.doc", 1); }, "d/c.txt",
-     "flag 1 drops it"},
-    {"d/a.txt", [](SFM_FilePath& p) { return p.SetFileExtension(""); }, "d/a", "no extension"},
-    {"d/a", [](SFM_FilePath& p) { return p.SetFileExtension("txt"); }, "d/a.txt", "dot added"},
-    {"d/a.c", [](SFM_FilePath& p) { return p.SetFileExtension(".txt"); }, "d/a.txt", "dot kept"},
-    {"d/a", [](SFM_FilePath& p) { return p.SetFileExtension(".tar.gz"); }, "d/a.gz",
-     "last extension only"},
-    {"d/a.b", [](SFM_FilePath& p) { return p.SetFileNameExt("n.e"); }, "d/n.e",
-     "name and extension"},
-    {"d/a.b", [](SFM_FilePath& p) { return p.SetFileNameExt("x.tar.gz"); }, "d/x.gz",
-     "the name is parsed again"},
-    {"old/a.b", [](SFM_FilePath& p) { return p.SetFileDirNameExt("/tmp", "n.x", "y"); }, "/tmp/n.y",
-     "directory, name, extension"},
-    {"file", [](SFM_FilePath& p) { return p.SetDefault("C:\\def\\name.ext"); }, "C:\\def\\file.ext",
-     "defaults fill the empty parts"},
-    {"C:x.y", [](SFM_FilePath& p) { return p.SetDefault("D:\\def\\name.ext"); }, "C:\\def\\x.y",
-     "set parts are kept"},
-    {"f.txt", [](SFM_FilePath& p) { return p.SetDefPath("/tmp/dir"); }, "/tmp/dir/f.txt",
-     "put below a directory"},
-    {"sub/f", [](SFM_FilePath& p) { return p.SetDefPath("/tmp/dir/"); }, "/tmp/dir/sub/f",
-     "relative directory kept below"},
-    {"C:f", [](SFM_FilePath& p) { return p.SetDefPath("/tmp"); }, "C:f", "a drive stays"},
-    {"\\\\s\\h\\f", [](SFM_FilePath& p) { return p.SetDefPath("/tmp"); }, "\\\\s\\h\\f",
-     "a share stays"},
-    {"/abs/f", [](SFM_FilePath& p) { return p.SetDefPath("/tmp"); }, "/abs/f",
-     "an absolute path stays"},
-    {"f", [](SFM_FilePath& p) { return p.SetDefPath("D:"); }, "D:f", "drive only"},
-    {"a/b.c", [](SFM_FilePath& p) { return p.SetFileExtension("q/z.w", "d"); }, "q/z.d",
-     "two-argument form assigns first"},
-    {"a/b.c", [](SFM_FilePath& p) { return p.SetFileName("q/z.w", "n", 1); }, "q/n.w",
-     "three-argument name"},
-};
+#undef SET
 
 TEST(PathTest, Setters) {
-  for (const SetterCase& c : kSetterCases) {
-    SCOPED_TRACE(c.what);
+  for (const auto& c : kSetterCases) {
+    SCOPED_TRACE(c.result);
     SFM_FilePath p(c.start);
     EXPECT_EQ(S(c.apply(p)), c.result);
     EXPECT_EQ(S(p), c.result);
