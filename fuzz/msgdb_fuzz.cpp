@@ -12,7 +12,13 @@
 
 namespace {
 
-std::string g_in, g_out;
+std::string g_dir, g_in, g_out;
+
+void RemoveFiles() {
+  unlink(g_in.c_str());
+  unlink(g_out.c_str());
+  rmdir(g_dir.c_str());
+}
 
 void WriteFile(const std::string& path, const uint8_t* data, size_t size) {
   FILE* f = fopen(path.c_str(), "wb");
@@ -24,10 +30,13 @@ void WriteFile(const std::string& path, const uint8_t* data, size_t size) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  char dir[] = "/tmp/msgdb_fuzz_XXXXXX";
+  // tmpfs: the saves sync their file, which would make a disk the bottleneck.
+  char dir[] = "/dev/shm/msgdb_fuzz_XXXXXX";
   if (!mkdtemp(dir)) abort();
-  g_in = std::string(dir) + "/in.msg";
-  g_out = std::string(dir) + "/out.msg";
+  g_dir = dir;
+  g_in = g_dir + "/in.msg";
+  g_out = g_dir + "/out.msg";
+  atexit(RemoveFiles);
   // The indexer reports rejected lines on standard output; keep the fuzzer's log clean.
   int null = open("/dev/null", O_WRONLY);
   if (null >= 0) dup2(null, STDOUT_FILENO);

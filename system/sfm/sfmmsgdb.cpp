@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -44,51 +45,112 @@ inline bool EqualNoCase(const SYS_String& a, const SYS_String& b) {
 
 }  // namespace
 
-// The immutable result of indexing: every accepted record in file order, the
-// sections, and an open-addressing table from key to record.
+// The immutable result of indexing: every accepted record in file order and the
+// sections, with two lookups from key to record: one for the message keys and one
+// for the header keys. Where both know a key, the later record wins, as it would
+// in a single map filled in file order.
 struct SFM_MessageDB::Index {
   struct Record {
     int64_t offset;  // of the text (of the name for a section header)
     int32_t key;
     int32_t length;  // raw length, a final "$" included
   };
+  static constexpr uint32_t kNone = UINT32_MAX;
 
   std::vector<Record> records;
   std::vector<SectionTableNode> sections;
-  std::vector<uint32_t> slots;  // record index + 1, 0 = free; size is a power of two
-  uint32_t mask = 0;
 
-  static uint32_t Hash(int32_t key) { return (uint32_t(key) * 0x9E3779B1u); }
+  // Message keys are usually numbered in order, so they mostly fill a range: then a
+  // direct table over the range, written sequentially, beats any hash table. Sparse
+  // keys get an open-addressing table with linear probing.
+  int32_t denseFirst = 0;
+  std::vector<uint32_t> dense;  // record index, kNone for none
+  struct Slot {
+    int32_t key;
+    uint32_t record;  // kNone for a free slot
+  };
+  std::vector<Slot> slots;  // size is a power of two
+  int slotShift = 0;
+  std::vector<std::pair<int32_t, uint32_t>> headers;  // (key, record), sorted by key
 
-  uint32_t SlotOf(int32_t key) const {
-    uint32_t shift = 32 - uint32_t(std::countr_zero(mask + 1));
-    return shift >= 32 ? 0 : Hash(key) >> shift;
-  }
+  static uint32_t Hash(int32_t key) { return uint32_t(key) * 0x9E3779B1u; }
 
-  const Record* Find(int32_t key) const {
-    if (slots.empty()) return nullptr;
-    for (uint32_t i = SlotOf(key);; i = (i + 1) & mask) {
-      uint32_t r = slots[i];
-      if (r == 0) return nullptr;
-      if (records[r - 1].key == key) return &records[r - 1];
+  uint32_t FindMessage(int32_t key) const {
+    if (!dense.empty()) {
+      uint32_t at = uint32_t(key) - uint32_t(denseFirst);
+      return at < dense.size() ? dense[at] : kNone;
+    }
+    if (slots.empty()) return kNone;
+    size_t mask = slots.size() - 1;
+    for (size_t i = Hash(key) >> slotShift;; i = (i + 1) & mask) {
+      const Slot& slot = slots[i];
+      if (slot.record == kNone || slot.key == key) return slot.record;
     }
   }
 
-  // A later record with the same key replaces the earlier one.
-  void BuildTable() {
-    size_t want = 8;
-    while (want < records.size() * 2) want <<= 1;
-    slots.assign(want, 0);
-    mask = uint32_t(want - 1);
-    for (uint32_t r = 0; r < records.size(); ++r) {
-      int32_t key = records[r].key;
-      for (uint32_t i = SlotOf(key);; i = (i + 1) & mask) {
-        uint32_t& s = slots[i];
-        if (s == 0 || records[s - 1].key == key) {
-          s = r + 1;
+  uint32_t FindHeader(int32_t key) const {
+    if (headers.empty() || key < headers.front().first || key > headers.back().first) return kNone;
+    auto it = std::lower_bound(headers.begin(), headers.end(), std::make_pair(key, uint32_t(0)));
+    return it != headers.end() && it->first == key ? it->second : kNone;
+  }
+
+  const Record* Find(int32_t key) const {
+    uint32_t message = FindMessage(key), header = FindHeader(key);
+    uint32_t r = message == kNone ? header : header == kNone ? message : std::max(message, header);
+    return r == kNone ? nullptr : &records[r];
+  }
+
+  void BuildLookups() {
+    // Headers: the later of two equal keys is kept (stable sort, then the last of a run).
+    for (const SectionTableNode& s : sections)
+      headers.emplace_back(records[s.m_HeaderEntry].key, s.m_HeaderEntry);
+    std::stable_sort(headers.begin(), headers.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    size_t kept = 0;
+    for (size_t i = 0; i < headers.size(); ++i) {
+      if (kept > 0 && headers[kept - 1].first == headers[i].first) --kept;
+      headers[kept++] = headers[i];
+    }
+    headers.resize(kept);
+
+    size_t count = records.size() - sections.size();
+    if (count == 0) return;
+    int64_t low = INT64_MAX, high = INT64_MIN;
+    ForEachMessage([&](uint32_t, int32_t key) {
+      low = std::min<int64_t>(low, key);
+      high = std::max<int64_t>(high, key);
+    });
+    if (high - low < int64_t(count) * 2 + 1024) {
+      denseFirst = int32_t(low);
+      dense.assign(size_t(high - low + 1), kNone);
+      ForEachMessage([&](uint32_t r, int32_t key) { dense[size_t(int64_t(key) - low)] = r; });
+      return;
+    }
+    size_t size = 16;
+    while (size < count + count / 2) size <<= 1;
+    slots.assign(size, Slot{0, kNone});
+    slotShift = 32 - std::countr_zero(size);
+    ForEachMessage([&](uint32_t r, int32_t key) {
+      for (size_t i = Hash(key) >> slotShift;; i = (i + 1) & (size - 1)) {
+        Slot& slot = slots[i];
+        if (slot.record == kNone || slot.key == key) {
+          slot = Slot{key, r};
           break;
         }
       }
+    });
+  }
+
+  // Calls f(record index, key) for every message record, in file order.
+  template <class F>
+  void ForEachMessage(F&& f) const {
+    size_t nextSection = 0;
+    for (uint32_t r = 0; r < records.size(); ++r) {
+      if (nextSection < sections.size() && sections[nextSection].m_HeaderEntry == r) {
+        ++nextSection;
+        continue;
+      }
+      f(r, records[r].key);
     }
   }
 
@@ -105,11 +167,10 @@ class SFM_MessageDB::Indexer {
   Indexer(Index& index, const SYS_String& fileName, bool report)
       : index_(index), fileName_(fileName), report_(report) {}
 
-  // `line` excludes the line feed; `offset` is the file position of its first byte.
+  // `line` excludes the line feed and anything from a NUL on; `offset` is the file
+  // position of its first byte.
   void Line(const char* line, size_t length, int64_t offset) {
     ++lineNo_;
-    if (const void* nul = memchr(line, 0, length))
-      length = size_t(static_cast<const char*>(nul) - line);
     while (length > 0 && IsSpace(static_cast<unsigned char>(line[length - 1]))) --length;
     if (length == 0 || line[0] == ';') return;
     if (IsSpace(static_cast<unsigned char>(line[0]))) {
@@ -135,7 +196,7 @@ class SFM_MessageDB::Indexer {
   void Finish() {
     if (!index_.sections.empty())
       index_.sections.back().m_EndEntry = uint32_t(index_.records.size());
-    index_.BuildTable();
+    index_.BuildLookups();
   }
 
  private:
@@ -188,6 +249,13 @@ namespace {
 
 // Feeds the lines of `source` to `onLine(line, length, offset)`, reading in large blocks; a line
 // longer than the block grows the buffer, so no line is ever split.
+// The index of the first NUL in data[from, to), or `to`.
+inline size_t FindNul(const char* data, size_t from, size_t to) {
+  if (from >= to) return to;
+  const void* nul = memchr(data + from, 0, to - from);
+  return nul ? size_t(static_cast<const char*>(nul) - data) : to;
+}
+
 constexpr size_t kMinBlock = 4096;
 constexpr size_t kMaxBlock = 1 << 20;
 
@@ -216,18 +284,18 @@ void ScanLines(Source& source, OnLine&& onLine) {
 
     const char* data = buffer.get();
     size_t pos = 0;
+    // A line ends at its first NUL, as a C string would; one search per block finds
+    // the NULs, so that NUL-free text costs nothing per line.
+    size_t nul = FindNul(data, 0, filled);
     while (pos < filled) {
       const char* nl = static_cast<const char*>(memchr(data + pos, '\n', filled - pos));
-      if (!nl) {
-        if (!eof) break;
-        onLine(data + pos, filled - pos, bufferAt + int64_t(pos));  // no final line feed
-        pos = filled;
-        break;
-      }
-      size_t end = size_t(nl - data);
-      onLine(data + pos, end - pos, bufferAt + int64_t(pos));
+      if (!nl && !eof) break;
+      size_t end = nl ? size_t(nl - data) : filled;  // the last line may lack its line feed
+      onLine(data + pos, std::min(end, nul) - pos, bufferAt + int64_t(pos));
       pos = end + 1;
+      if (nul < pos) nul = FindNul(data, pos, filled);
     }
+    pos = std::min(pos, filled);
     if (pos > 0) {
       memmove(buffer.get(), buffer.get() + pos, filled - pos);
       filled -= pos;
@@ -267,6 +335,9 @@ SFM_MessageDB::SFM_MessageDB(SYS_String fileName, int reportErrors) {
   auto index = std::make_shared<Index>();
   auto source = std::make_shared<Source>(fileName);
   if (source->IsOpen()) {
+    // Room for a record per 32 bytes spares most regrowth; pages never touched
+    // cost nothing.
+    index->records.reserve(size_t(std::max(source->Length(), 0L)) / 32 + 16);
     Indexer indexer(*index, fileName, reportErrors != 0);
     ScanLines(*source, [&](const char* line, size_t length, int64_t offset) {
       indexer.Line(line, length, offset);
