@@ -188,6 +188,18 @@ TEST(FileTest, GetLineHandlesCrLfAcrossThePieceLimit) {
   EXPECT_EQ(std::string(in.GetLine(0)), "next\n");
 }
 
+TEST(FileTest, GetLineKeepsNulBytes) {
+  TempDir dir;
+  std::string path = dir / "nul.txt";
+  Spit(path, std::string("a\0b\n\0\0\ntail\0", 12));
+  SFM_File in(path.c_str(), "r");
+  EXPECT_EQ(in.GetLine(0).View(), std::string_view("a\0b\n", 4));
+  EXPECT_EQ(in.GetLine(0).View(), std::string_view("\0\0\n", 3));
+  EXPECT_EQ(in.GetLine(3).View(), std::string_view("ta", 2));
+  EXPECT_EQ(in.GetLine(0).View(), std::string_view("il\0", 3));
+  EXPECT_TRUE(in.GetLine(0).IsEmpty());
+}
+
 TEST(FileTest, TextWritesLineFeedsAndCountsPrintf) {
   TempDir dir;
   std::string path = dir / "out.txt";

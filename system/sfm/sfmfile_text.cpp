@@ -1,6 +1,8 @@
 // sfmfile_text.cpp - SFM_File text operations: characters, lines and formatted output.
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
+#include <cstring>
 
 #include "sfm.h"
 #include "sfmfile.h"
@@ -82,19 +84,40 @@ SYS_String SFM_File::GetLine(long maxLength) {
   char buffer[kLinePiece + 1];
   int length = 0;
   while (length < limit) {
+#if defined(__GLIBC__)
+    // Scan the stream's buffer directly, as getc_unlocked does byte by byte; an
+    // empty buffer (also in write mode) goes through getc_unlocked to refill.
+    char* p = stream_->_IO_read_ptr;
+    char* e = stream_->_IO_read_end;
+    if (p < e) {
+      size_t avail = std::min(static_cast<size_t>(e - p), static_cast<size_t>(limit - length));
+      const char* nl = static_cast<const char*>(std::memchr(p, '\n', avail));
+      size_t take = nl ? static_cast<size_t>(nl - p) + 1 : avail;
+      std::memcpy(buffer + length, p, take);
+      stream_->_IO_read_ptr += take;
+      length += static_cast<int>(take);
+      if (nl) break;
+      continue;
+    }
+#endif
     int c = getc_unlocked(stream_);
     if (c == EOF) break;
-    // A text stream reads CR LF as one LF, below the limit count as it would be
-    // on a platform that translates text files.
-    if (c == '\r' && text) {
+    buffer[length++] = static_cast<char>(c);
+    if (c == '\n') break;
+  }
+  // A text stream reads CR LF as one LF, also when the pair straddles two pieces,
+  // as on a platform that translates text files below the line reader.
+  if (text && length > 0) {
+    if (length >= 2 && buffer[length - 1] == '\n' && buffer[length - 2] == '\r') {
+      buffer[length - 2] = '\n';
+      --length;
+    } else if (length == limit && buffer[length - 1] == '\r') {
       int next = getc_unlocked(stream_);
       if (next == '\n')
-        c = '\n';
+        buffer[length - 1] = '\n';
       else if (next != EOF)
         ungetc(next, stream_);
     }
-    buffer[length++] = static_cast<char>(c);
-    if (c == '\n') break;
   }
   if (ferror_unlocked(stream_)) {
     Report(SFM::ReadFailed, name_);
