@@ -19,10 +19,8 @@ using Log = std::vector<int>;
 // hook misbehave in the middle of a raise.
 class Probe : public SCC_EventHook<int> {
  public:
-  Probe(int id, Log* log, long priority = 0) : SCC_EventHook<int>(nullptr, nullptr, priority) {
-    id_ = id;
-    log_ = log;
-  }
+  Probe(int id, Log* log, long priority = 0)
+      : SCC_EventHook<int>(nullptr, nullptr, priority), id_(id), log_(log) {}
   int OnNotification(int code, int* data) override {
     log_->push_back(id_);
     if (action) action();
@@ -122,7 +120,7 @@ TEST(EventTest, PlainNodesCountAsTheLargest32BitPriority) {
   lower.HookEvent(&event);
   top.HookEvent(&event);
   EXPECT_EQ(Ring(event), (std::vector<const SCC_EventNode<int>*>{&top, &plain, &lower}));
-  // A priority is kept as 32 bits: wider values wrap as they did on the original platform.
+  // A priority is kept as 32 bits: a wider long keeps its low 32 bits.
   SCC_EventHook<int> wide(nullptr, nullptr, 0x100000005L);
   EXPECT_EQ(wide.GetPriority(), 5);
 }
