@@ -92,8 +92,6 @@ class BRIX_API _SCC_Array {
     void* Elements() noexcept { return this + 1; }
   };
 
-  _SCC_Array(_SCC_Array&&) = delete;
-
   /// Number of elements (0 without a buffer).
   long GetSize() const noexcept { return m_data ? Header()->count : 0; }
   long GetCount() const noexcept { return GetSize(); }

@@ -320,6 +320,15 @@ int _SCC_Array::CompareAt(SCC_ComparatorBase* cmp, long i, long j) const {
   return cmp->Compare(At(i), At(j));
 }
 
+namespace {
+// Element addressing for the sort loops, with the element size read once.
+struct Elements {
+  const char* base;
+  long size;
+  const void* operator()(long i) const { return base + i * size; }
+};
+}  // namespace
+
 void _SCC_Array::SetComparator(SCC_ComparatorBase* cmp) {
   m_comparator.Reset(cmp);
   // Sort(1) also stores "ascending" in the comparator: intended.
@@ -333,10 +342,11 @@ void _SCC_Array::Sort(int direction) {
 void _SCC_Array::ShortSort(long lo, long hi) {
   SCC_ComparatorBase* cmp = m_comparator.Get();
   if (!cmp) return;
+  const Elements at{static_cast<const char*>(m_data), GetElementSize()};
   for (; hi > lo; --hi) {
     long max = lo;
     for (long p = lo + 1; p <= hi; ++p)
-      if (CompareAt(cmp, p, max) >= 0) max = p;  // among equals the last wins: intended
+      if (cmp->Compare(at(p), at(max)) >= 0) max = p;  // among equals the last wins: intended
     if (max != hi) Swap(max, hi);
   }
 }
@@ -361,26 +371,27 @@ void _SCC_Array::Sort(long start, long count, int direction) {
   int sp = 0;
   long lo = start;
   long hi = start + count - 1;
+  const Elements at{static_cast<const char*>(m_data), GetElementSize()};
   for (;;) {
     const long n = hi - lo + 1;
     if (n <= kShortSortCutoff) {
       ShortSort(lo, hi);
     } else {
       const long mid = lo + n / 2;
-      if (CompareAt(cmp, lo, mid) != 0) Swap(mid, lo);
+      if (cmp->Compare(at(lo), at(mid)) != 0) Swap(mid, lo);
       long up = lo;
       long down = hi + 1;
       for (;;) {
         do {
           ++up;
-        } while (up <= hi && CompareAt(cmp, up, lo) <= 0);
+        } while (up <= hi && cmp->Compare(at(up), at(lo)) <= 0);
         do {
           --down;
-        } while (down > lo && CompareAt(cmp, down, lo) >= 0);
+        } while (down > lo && cmp->Compare(at(down), at(lo)) >= 0);
         if (down < up) break;
         Swap(up, down);
       }
-      if (CompareAt(cmp, lo, down) != 0) Swap(lo, down);
+      if (cmp->Compare(at(lo), at(down)) != 0) Swap(lo, down);
       // Push the larger part, go on with the smaller: the stack never holds more than
       // log2(count) ranges.
       if (down - 1 - lo >= hi - up) {
