@@ -56,8 +56,8 @@ void FindClose(FindSearch* search);
 /// incomplete by a failure is removed.
 bool CopyFile(const char* from, const char* to, bool overwrite);
 
-/// Renames `from` to `to`. Never replaces an existing target (EEXIST), as the renames of
-/// the design's platform do; a regular file is moved across file systems by copying.
+/// Renames `from` to `to`. Never replaces an existing target (EEXIST), as Windows renames
+/// do not; a regular file is moved across file systems by copying, as they do.
 bool Rename(const char* from, const char* to);
 
 /// Removes a file (never a directory).

@@ -38,7 +38,7 @@ bool IsDotOrDotDot(const char* name) {
 
 int Length(const SFM_FilePath& path) { return static_cast<SYS_String>(path).GetLength(); }
 
-// Parsing drops trailing dots, as the design's file system ignores them; on POSIX "a."
+// Parsing drops trailing dots, which Windows file systems ignore; on POSIX "a."
 // and "a" are different files, so names handed to the system get them back: `dropped`
 // is the length of the text minus the length of its parse.
 SYS_String WithDots(const SFM_FilePath& path, int dropped) {

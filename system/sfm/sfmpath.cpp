@@ -73,7 +73,7 @@ void SFM_FilePath::Process(const SYS_String& s) {
     nameExt = s.Mid(last + 1);
   }
 
-  // Trailing dots are dropped ("file." is "file"), as the design's file system does.
+  // Trailing dots are dropped ("file." is "file"), as Windows file systems do.
   nameExt.TrimRight(".");
   const int dot = nameExt.ReverseFind('.', -2);
   if (dot < 0) {
