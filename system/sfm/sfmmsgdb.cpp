@@ -39,9 +39,9 @@ int32_t ParseNumber(const char* p, const char* end) {
 // that a file with huge numbers cannot overflow a signed type.
 inline int32_t AddKey(int32_t a, int32_t b) { return int32_t(uint32_t(a) + uint32_t(b)); }
 
-inline bool EqualNoCase(const SYS_String& a, const SYS_String& b) {
-  return a.GetLength() == b.GetLength() && strcasecmp(a, b) == 0;
-}
+// Section names compare as the library's case-insensitive keys do (A-Z folded,
+// whatever the locale).
+inline bool EqualNoCase(const SYS_String& a, const SYS_String& b) { return SYS_StrNoCase(a) == b; }
 
 }  // namespace
 
@@ -247,8 +247,6 @@ class SFM_MessageDB::Indexer {
 
 namespace {
 
-// Feeds the lines of `source` to `onLine(line, length, offset)`, reading in large blocks; a line
-// longer than the block grows the buffer, so no line is ever split.
 // The index of the first NUL in data[from, to), or `to`.
 inline size_t FindNul(const char* data, size_t from, size_t to) {
   if (from >= to) return to;
@@ -259,6 +257,8 @@ inline size_t FindNul(const char* data, size_t from, size_t to) {
 constexpr size_t kMinBlock = 4096;
 constexpr size_t kMaxBlock = 1 << 20;
 
+// Feeds the lines of `source` to `onLine(line, length, offset)`, reading in large
+// blocks; a line longer than the block grows the buffer, so no line is ever split.
 template <class Source, class OnLine>
 void ScanLines(Source& source, OnLine&& onLine) {
   // Sized to the file when it is small, so that small files cost little.
