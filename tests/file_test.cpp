@@ -9,13 +9,16 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "sccevent.h"
 #include "sfm.h"
 #include "sfmfile.h"
+#include "ssm.h"
 
 namespace {
 
@@ -508,6 +511,82 @@ TEST(FileTest, NamingRules) {
   EXPECT_EQ(Slurp(dir / "copy.txt").size(), 4u);
   EXPECT_EQ(f.Delete(), 1);
   EXPECT_FALSE(f.Exists());
+}
+
+// The site and message of the check that `body` fails, or nothing.
+struct Failure {
+  std::string file;
+  int line;
+  std::string message;
+  bool operator==(const Failure&) const = default;
+  friend std::ostream& operator<<(std::ostream& os, const Failure& f) {
+    return os << f.file << "(" << f.line << ") \"" << f.message << "\"";
+  }
+};
+template <class F>
+std::optional<Failure> FailedCheck(F body) {
+  try {
+    body();
+  } catch (SSM::AssertData* data) {
+    return Failure{data->fileName.GetString(), data->line, data->message.GetString()};
+  }
+  return std::nullopt;
+}
+
+TEST(FileTest, MisuseFailsChecksAtItsSites) {
+  TempDir dir;
+  std::string text = dir / "t.txt", bin = dir / "b.bin";
+  Spit(text, "text\n");
+  Spit(bin, "binary\n");
+  SSM ssm;  // a live assertion service: these checks throw
+  SFM_File t(text.c_str(), "r+");
+  SFM_File b(bin.c_str(), "rb");
+  const std::string kSite = "system/sfm/sfmfile";
+  const char* none = nullptr;
+  struct Case {
+    const char* what;
+    std::function<void()> body;
+    Failure expect;
+  } cases[] = {
+      {"open twice", [&] { t.Open("r"); }, {kSite, 290, "Tamsk: "}},
+      {"rename open", [&] { t.SetName("x"); }, {kSite, 191, "Tamsk: "}},
+      {"assign name", [&] { t = "x"; }, {kSite, 218, "Tamsk: "}},
+      {"mode of open", [&] { t.SetMode("w"); }, {kSite, 202, "Tamsk: "}},
+      {"read null", [&] { t.Read(nullptr, 1); }, {kSite, 477, "Tamsk: "}},
+      {"write null", [&] { t.Write(nullptr, 1); }, {kSite, 499, "Tamsk: "}},
+      {"printf null", [&] { t.Printf(none); }, {kSite, 591, "Tamsk: "}},
+      {"get text",
+       [&] {
+         int v;
+         t.Get(v);
+       },
+       {kSite, 801, "Tamsk: Can't call Get on text file"}},
+      {"put text", [&] { t.Put(1); }, {kSite, 802, "Tamsk: Can't call Put on text file"}},
+      {"no name", [&] { SFM_File f("", "r"); }, {kSite, 172, "Tamsk: "}},
+      {"no mode", [&] { SFM_File f("x", ""); }, {kSite, 174, "Tamsk: "}},
+  };
+  for (const Case& c : cases) EXPECT_EQ(FailedCheck(c.body), c.expect) << c.what;
+  // Popping an empty position stack is the stack's own check.
+  std::optional<Failure> pop = FailedCheck([&] { t.PopPosition(); });
+  ASSERT_TRUE(pop.has_value());
+  EXPECT_EQ(pop->file + ":" + std::to_string(pop->line), "system/inc/sccstack:98");
+  // Typed access fails before any byte moves.
+  EXPECT_EQ(t.GetPosition(), 0);
+  EXPECT_EQ(Slurp(text), "text\n");
+
+  // The text operations on a binary file read first, by design.
+  EXPECT_EQ(FailedCheck([&] { b.GetChar(); }),
+            (Failure{kSite, 635, "Tamsk: Can't call GetChar on binary file"}));
+  EXPECT_EQ(b.GetPosition(), 1);
+  EXPECT_EQ(FailedCheck([&] { b.GetLine(0); }),
+            (Failure{kSite, 546, "Tamsk: Can't call GetLine on binary file"}));
+  EXPECT_EQ(b.GetPosition(), 7);
+
+  // Eof looks for the stream before reopening: a file parked by the manager fails it.
+  SFM::GetManager()->CloseLeastRecentlyOpened();
+  ASSERT_TRUE(t.IsTempClosed());
+  EXPECT_EQ(FailedCheck([&] { t.Eof(); }), (Failure{kSite, 355, "Tamsk: "}));
+  EXPECT_EQ(FailedCheck([&] { t.GetPosition(); }), std::nullopt);
 }
 
 }  // namespace

@@ -19,6 +19,7 @@
 #include "sfm.h"
 #include "sfmfile.h"
 #include "sfmmsgdb.h"
+#include "ssm.h"
 
 namespace {
 
@@ -176,6 +177,28 @@ TEST_F(ManagerTest, InitiateOnceAndValidity) {
   EXPECT_EQ(manager_->IsValid(), 1);  // every listed file is open
   SFM_File closed((dir / "closed").c_str());
   EXPECT_EQ(manager_->IsValid(), 0);
+}
+
+TEST_F(ManagerTest, MisuseFailsChecksAtItsSites) {
+  SSM ssm;  // a live assertion service: failed checks throw
+  auto site = [](auto body) -> std::string {
+    try {
+      body();
+    } catch (SSM::AssertData* data) {
+      return std::string(data->fileName) + ":" + std::to_string(data->line) + " " +
+             std::string(data->message);
+    }
+    return "none";
+  };
+  EXPECT_EQ(site([] { SFM second; }), "system/sfm/sfmanagr:155 Tamsk: ");
+  EXPECT_EQ(SFM::GetManager(), manager_);
+  TempDir dir;
+  SFM_File closed((dir / "closed").c_str());
+  // The database, when there is one, is fine; the closed file is not.
+  if (manager_->GetMessageDB())
+    EXPECT_EQ(site([&] { manager_->IsValid(); }), "system/sfm/sfmanagr:295 Tamsk: ");
+  else
+    EXPECT_EQ(site([&] { manager_->IsValid(); }), "system/sfm/sfmanagr:286 Tamsk: ");
 }
 
 TEST_F(ManagerTest, ExternalDirectories) {
