@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
+#include <optional>
 #include <random>
 #include <set>
 #include <string>
@@ -11,6 +13,7 @@
 #include <vector>
 
 #include "sccarray.h"
+#include "ssm.h"
 
 static_assert(SCC_IsBitwiseMovable<int>::value);
 static_assert(!SCC_IsBitwiseMovable<std::string>::value);
@@ -750,6 +753,99 @@ TEST(ArrayTest, BrokenBufferIsReported) {
     b->*c.field = saved;
   }
   EXPECT_TRUE(a.IsValid());
+}
+
+// A direct subclass of the untyped base that forgets to override CopyData.
+class RawIntArray : public _SCC_Array {
+ public:
+  ~RawIntArray() override { ReleaseBuffer(); }
+  using _SCC_Array::CopyData;
+  using _SCC_Array::GetBuffer;
+
+ protected:
+  long GetElementSize() const override { return sizeof(int); }
+  int IsBitwiseMovable() const override { return 1; }
+  void ConstructArrayElements(void* first, long n) override {
+    std::memset(first, 0, n * sizeof(int));
+  }
+  void DestructArrayElements(void*, long) override {}
+  void CopyConstructElements(void* dst, const void* src, long n) override {
+    std::memcpy(dst, src, n * sizeof(int));
+  }
+  void RelocateElements(void* dst, void* src, long n) override {
+    std::memmove(dst, src, n * sizeof(int));
+  }
+};
+
+struct Site {
+  std::string file;
+  int line;
+  bool operator==(const Site&) const = default;
+};
+std::ostream& operator<<(std::ostream& os, const Site& s) {
+  return os << s.file << "(" << s.line << ")";
+}
+
+std::optional<Site> FailedCheck(const std::function<void()>& body) {
+  try {
+    body();
+  } catch (SSM::AssertData* data) {
+    return Site{data->fileName.GetString(), data->line};
+  }
+  return std::nullopt;
+}
+
+TEST(ArrayTest, MisuseFailsChecksAtItsSites) {
+  SSM ssm;  // a live assertion service: internal errors throw
+  const std::string kArray = "system/scc/SCC_Array";
+  OpenArray<int> a;
+  a.SetSize(3);
+  _SCC_Array::_Buffer* b = a.GetBuffer();
+  RawIntArray raw;
+  raw.Insert(0, 2);
+  SCC_ComparatorBase base;
+  const int x = 1, y = 2;
+  struct Case {
+    const char* what;
+    std::function<void()> body;
+    Site expect;
+  } cases[] = {
+      {"unowned buffer",
+       [&] {
+         b->refCount = 0;
+         a.IsValid();
+       },
+       {kArray, 105}},
+      {"negative count",
+       [&] {
+         b->count = -1;
+         a.IsValid();
+       },
+       {kArray, 109}},
+      {"count over capacity",
+       [&] {
+         b->count = 100;
+         a.IsValid();
+       },
+       {kArray, 113}},
+      {"base CopyData", [&] { raw.CopyData(raw.GetBuffer(), 0, 1, 1); }, {kArray, 354}},
+      {"base Compare", [&] { base.Compare(&x, &y); }, {"system/scc/SCC_Comp", 96}},
+      {"negative index", [&] { a[-1] = 1; }, {kArray, 601}},
+      {"insert past the end", [&] { a.Insert(4, 1); }, {kArray, 602}},
+      {"negative insert", [&] { a.Insert(0, -1); }, {kArray, 602}},
+      {"delete past the end", [&] { a.Delete(2, 2); }, {kArray, 603}},
+      {"negative size", [&] { a.SetSize(-1); }, {kArray, 604}},
+  };
+  for (const Case& c : cases) {
+    const _SCC_Array::_Buffer saved = *b;
+    EXPECT_EQ(FailedCheck(c.body), c.expect) << c.what;
+    *b = saved;
+    EXPECT_EQ(a.GetCount(), 3) << c.what;
+  }
+  SSM::AssertData* compare = ssm.FindSite("system/scc/SCC_Comp", 96);
+  ASSERT_NE(compare, nullptr);
+  EXPECT_STREQ(compare->message.GetString(), "SCC_ComparatorBase::Compare called.");
+  EXPECT_EQ(FailedCheck([&] { a.IsValid(); }), std::nullopt);
 }
 
 // ---------------------------------------------------------------------------------------------
