@@ -2,14 +2,21 @@
 #pragma once
 
 #include <atomic>
+#include <climits>
 #include <compare>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <string_view>
 
 #include "brixexport.h"
+
+#if __has_include(<sys/single_threaded.h>)
+#include <sys/single_threaded.h>
+#define BRIX_STRING_HAVE_SINGLE_THREADED 1
+#endif
 
 /// The library's text type: a byte string in the process's multibyte code page
 /// (the `LC_CTYPE` of the C locale in force) with value semantics.
@@ -85,7 +92,9 @@ class BRIX_API SYS_String {
   /// Deletes `count` bytes at `pos` and inserts `text` there. A negative `pos` is
   /// 0 and one past the end appends; a negative `count` deletes nothing and one
   /// past the end deletes to the end; a null `text` inserts nothing.
-  void Replace(int pos, int count, const char* text);
+  void Replace(int pos, int count, const char* text) {
+    ReplaceBytes(pos, count, text, text ? LengthOf(text) : 0);
+  }
   /// Replaces every occurrence of `old` (left to right, not overlapping) by
   /// `with`; returns the number replaced. A null or empty `old` replaces nothing.
   int Replace(const char* old, const char* with);
@@ -165,7 +174,9 @@ class BRIX_API SYS_String {
   // ---- Append (each returns *this) ---------------------------------------------
 
   SYS_String& operator<<(char ch);
-  SYS_String& operator<<(const char* text);
+  SYS_String& operator<<(const char* text) {
+    return text ? AppendBytes(text, LengthOf(text)) : *this;
+  }
   SYS_String& operator<<(const SYS_String& text);
   /// Decimal, with "-" when negative.
   SYS_String& operator<<(long value);
@@ -177,16 +188,22 @@ class BRIX_API SYS_String {
   SYS_String& operator<<(float value);
 
   SYS_String& operator+=(const SYS_String& text);
-  SYS_String& operator+=(const char* text);
+  SYS_String& operator+=(const char* text) {
+    return text ? AppendBytes(text, LengthOf(text)) : *this;
+  }
   SYS_String& operator+=(char ch) {
-    Rep* rep = GetRep();
-    if (rep != EmptyRep() && rep->length < rep->capacity &&
-        rep->refs.load(std::memory_order_relaxed) == 1) {
-      m_pch[rep->length++] = ch;
-      m_pch[rep->length] = '\0';
+    // Everything is read before the first store: a char store may alias any of it.
+    // The static empty buffer has no capacity, so it never takes this path.
+    char* const data = m_pch;
+    Rep* const rep = reinterpret_cast<Rep*>(data) - 1;
+    const std::int32_t length = rep->length;
+    if (length < rep->capacity && rep->refs.load(std::memory_order_relaxed) == 1) {
+      data[length] = ch;
+      data[length + 1] = '\0';
+      rep->length = length + 1;
       return *this;
     }
-    return AppendSlow(&ch, 1);
+    return AppendGrow(&ch, 1);
   }
 
   // ---- Extraction: *this is left unchanged; the unconsumed rest is returned ------
@@ -259,23 +276,72 @@ class BRIX_API SYS_String {
     return text ? std::string_view(text) : std::string_view();
   }
   Rep* GetRep() const noexcept { return reinterpret_cast<Rep*>(m_pch) - 1; }
+  // While the process has never started a second thread, nobody else can touch
+  // a count, so a plain load and store of it do; the first pthread_create
+  // clears the flag before the new thread runs.
+  static bool SingleThreaded() noexcept {
+#ifdef BRIX_STRING_HAVE_SINGLE_THREADED
+    return __libc_single_threaded != 0;
+#else
+    return false;
+#endif
+  }
   void AddRef() const noexcept {
-    if (m_pch != EmptyData()) GetRep()->refs.fetch_add(1, std::memory_order_relaxed);
+    if (m_pch == EmptyData()) return;
+    std::atomic<std::int32_t>& refs = GetRep()->refs;
+    if (SingleThreaded())
+      refs.store(refs.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    else
+      refs.fetch_add(1, std::memory_order_relaxed);
   }
   void Release() noexcept {
-    if (m_pch != EmptyData() && GetRep()->refs.fetch_sub(1, std::memory_order_acq_rel) == 1)
+    if (m_pch == EmptyData()) return;
+    std::atomic<std::int32_t>& refs = GetRep()->refs;
+    if (SingleThreaded()) {
+      const std::int32_t left = refs.load(std::memory_order_relaxed) - 1;
+      if (left == 0)
+        Free(GetRep());
+      else
+        refs.store(left, std::memory_order_relaxed);
+    } else if (refs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
       Free(GetRep());
+    }
   }
   static void Free(Rep* rep) noexcept;
-  static char* Allocate(int capacity);
+  // Helpers that inline code never calls are kept out of the export table.
+  __attribute__((visibility("hidden"))) static char* Allocate(int capacity);
   // Makes the buffer private and able to hold `capacity` bytes, keeping the
   // first `keep` bytes; returns the writable bytes.
-  char* Prepare(int capacity, int keep);
+  __attribute__((visibility("hidden"))) char* Prepare(int capacity, int keep);
   // Sets the length of a private buffer and writes its NUL.
-  void SetLength(int length) noexcept;
-  void Assign(const char* text, int length);
-  // Appends `length` bytes (which may lie inside this string's own buffer).
-  SYS_String& AppendSlow(const char* text, int length);
+  __attribute__((visibility("hidden"))) void SetLength(int length) noexcept;
+  __attribute__((visibility("hidden"))) void Assign(const char* text, int length);
+  // Appends `length` bytes (which may lie inside this string's own buffer). A
+  // text taken from this buffer ends at its NUL, so it never overlaps the bytes
+  // written after the current end.
+  SYS_String& AppendBytes(const char* text, int length) {
+    char* const data = m_pch;
+    Rep* const rep = reinterpret_cast<Rep*>(data) - 1;
+    const std::int32_t used = rep->length;
+    if (length <= rep->capacity - used && rep->refs.load(std::memory_order_relaxed) == 1) {
+      std::memcpy(data + used, text, static_cast<std::size_t>(length));
+      data[used + length] = '\0';
+      rep->length = used + length;
+      return *this;
+    }
+    return AppendGrow(text, length);
+  }
+  // AppendBytes when the buffer is shared or too small.
+  SYS_String& AppendGrow(const char* text, int length);
+  // Replace(pos, count, text) with the length of `text` known.
+  void ReplaceBytes(int pos, int count, const char* text, int length);
+  // The length of a text, computed inline so that literals fold to constants.
+  static int LengthOf(const char* text) {
+    const std::size_t length = std::strlen(text);
+    if (length > static_cast<std::size_t>(INT_MAX / 2)) TooLong();
+    return static_cast<int>(length);
+  }
+  [[noreturn]] static void TooLong();
 
   char* m_pch;
 };

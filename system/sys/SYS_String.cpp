@@ -26,6 +26,15 @@ int Clamp(int value, int low, int high) {
   return value < low ? low : (value > high ? high : value);
 }
 
+// Capacity for a buffer of `capacity` bytes that must grow to `needed`: doubling
+// while small, then by half, so that repeated appends stay amortised O(1).
+int GrownCapacity(int capacity, int needed) {
+  long long grown = capacity < 4096 ? 2LL * capacity : capacity + capacity / 2LL;
+  if (grown < 15) grown = 15;
+  if (grown > kMaxLength) grown = kMaxLength;
+  return grown > needed ? static_cast<int>(grown) : needed;
+}
+
 bool IsWhite(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
 
 }  // namespace
@@ -96,7 +105,7 @@ void SYS_String::Assign(const char* text, int length) {
   SetLength(length);
 }
 
-SYS_String& SYS_String::AppendSlow(const char* text, int length) {
+SYS_String& SYS_String::AppendGrow(const char* text, int length) {
   if (length <= 0) return *this;
   const int old = GetLength();
   const int needed = CheckedLength(static_cast<long long>(old) + length);
@@ -104,11 +113,9 @@ SYS_String& SYS_String::AppendSlow(const char* text, int length) {
   // The text may be part of this very buffer, which growing can move.
   const bool inside = text >= m_pch && text <= m_pch + old;
   const std::ptrdiff_t offset = text - m_pch;
-  int capacity = needed;
-  if (rep != EmptyRep() && rep->capacity < needed) {
-    const long long grown = static_cast<long long>(rep->capacity) + rep->capacity / 2;
-    if (grown > needed) capacity = static_cast<int>(grown < kMaxLength ? grown : kMaxLength);
-  }
+  // A first append sizes the buffer exactly; growing an existing one leaves room.
+  const int capacity =
+      old > 0 && rep->capacity < needed ? GrownCapacity(rep->capacity, needed) : needed;
   if (rep == EmptyRep() || rep->capacity < needed ||
       rep->refs.load(std::memory_order_acquire) != 1) {
     // Keep a reference to the old bytes while copying when the text is ours.
@@ -210,11 +217,12 @@ char* SYS_String::GetPchData() const {
 
 // ---- Editing ------------------------------------------------------------------
 
-void SYS_String::Replace(int pos, int count, const char* text) {
+void SYS_String::TooLong() { throw std::bad_alloc(); }
+
+void SYS_String::ReplaceBytes(int pos, int count, const char* text, int insert) {
   const int length = GetLength();
   pos = Clamp(pos, 0, length);
   count = Clamp(count, 0, length - pos);
-  const int insert = text ? CheckedLength(static_cast<long long>(std::strlen(text))) : 0;
   if (count == 0 && insert == 0) return;
   const int result = CheckedLength(static_cast<long long>(length) - count + insert);
   if (result == 0) {
@@ -225,13 +233,10 @@ void SYS_String::Replace(int pos, int count, const char* text) {
   Rep* rep = GetRep();
   const bool inside = text && text >= m_pch && text <= m_pch + length;
   if (!inside && rep != EmptyRep() && rep->refs.load(std::memory_order_acquire) == 1) {
-    int capacity = result;
-    if (rep->capacity < result) {
-      const long long grown = static_cast<long long>(rep->capacity) + rep->capacity / 2;
-      if (grown > result) capacity = static_cast<int>(grown < kMaxLength ? grown : kMaxLength);
-    }
-    char* data = Prepare(capacity, length);
-    std::memmove(data + pos + insert, data + pos + count, static_cast<std::size_t>(tail));
+    char* data =
+        rep->capacity >= result ? m_pch : Prepare(GrownCapacity(rep->capacity, result), length);
+    if (insert != count)
+      std::memmove(data + pos + insert, data + pos + count, static_cast<std::size_t>(tail));
     if (insert) std::memcpy(data + pos, text, static_cast<std::size_t>(insert));
     SetLength(result);
     return;
@@ -251,15 +256,8 @@ int SYS_String::Insert(int pos, const char* text) {
 }
 
 int SYS_String::Insert(int pos, char ch) {
-  const char text[2] = {ch, '\0'};
-  if (ch == '\0') {
-    // A NUL cannot travel as text; insert it as a byte.
-    pos = Clamp(pos, 0, GetLength());
-    Replace(pos, 0, "x");
-    SetAt(pos, '\0');
-    return GetLength();
-  }
-  return Insert(pos, text);
+  ReplaceBytes(pos, 0, &ch, 1);  // a NUL is inserted as a byte too
+  return GetLength();
 }
 
 int SYS_String::Delete(int pos, int count) {
@@ -392,46 +390,48 @@ int SYS_String::CompareNoCase(const char* other) const noexcept {
 
 SYS_String& SYS_String::operator<<(char ch) { return *this += ch; }
 
-SYS_String& SYS_String::operator<<(const char* text) { return *this += text; }
-
-SYS_String& SYS_String::operator<<(const SYS_String& text) { return *this += text; }
-
-SYS_String& SYS_String::operator+=(const char* text) {
-  if (text) AppendSlow(text, CheckedLength(static_cast<long long>(std::strlen(text))));
-  return *this;
-}
-
 SYS_String& SYS_String::operator+=(const SYS_String& text) {
   if (IsEmpty()) {
     *this = text;  // share instead of copying
     return *this;
   }
-  return AppendSlow(text.m_pch, text.GetLength());
+  return AppendBytes(text.m_pch, text.GetLength());
 }
+
+namespace {
+
+template <typename T>
+int Decimal(char (&digits)[24], T value) {
+  return static_cast<int>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
+}
+
+}  // namespace
 
 SYS_String& SYS_String::operator<<(long value) {
   char digits[24];
-  const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-  return AppendSlow(digits, static_cast<int>(end - digits));
+  return AppendBytes(digits, Decimal(digits, value));
 }
 
-SYS_String& SYS_String::operator<<(int value) { return *this << static_cast<long>(value); }
+SYS_String& SYS_String::operator<<(int value) {
+  char digits[24];
+  return AppendBytes(digits, Decimal(digits, value));
+}
 
 SYS_String& SYS_String::operator<<(unsigned long value) {
   char digits[24];
-  const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-  return AppendSlow(digits, static_cast<int>(end - digits));
+  return AppendBytes(digits, Decimal(digits, value));
 }
 
 SYS_String& SYS_String::operator<<(unsigned int value) {
-  return *this << static_cast<unsigned long>(value);
+  char digits[24];
+  return AppendBytes(digits, Decimal(digits, value));
 }
 
 SYS_String& SYS_String::operator<<(double value) {
   // Room for the 309 integer digits of the largest double plus six decimals.
   char text[400];
   const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, 6).ptr;
-  return AppendSlow(text, static_cast<int>(end - text));
+  return AppendBytes(text, static_cast<int>(end - text));
 }
 
 SYS_String& SYS_String::operator<<(float value) { return *this << static_cast<double>(value); }

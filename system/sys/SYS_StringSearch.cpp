@@ -72,10 +72,18 @@ int FindText(const char* text, int length, int start, const char* sub, std::size
   if (subLength > static_cast<std::size_t>(length - start)) return -1;
   if (mode == MbMode::Single ||
       (mode == MbMode::Utf8 && static_cast<unsigned char>(sub[0]) < 0x80)) {
-    // Here a match can only begin on a character boundary.
-    const void* hit =
-        memmem(text + start, static_cast<std::size_t>(length - start), sub, subLength);
-    return hit ? static_cast<int>(static_cast<const char*>(hit) - text) : -1;
+    // Here a match can only begin on a character boundary: look for the first
+    // byte, then compare the rest.
+    const char* p = text + start;
+    const char* last = text + length - subLength;  // last possible beginning
+    while (p <= last) {
+      p = static_cast<const char*>(std::memchr(p, sub[0], static_cast<std::size_t>(last - p) + 1));
+      if (!p) return -1;
+      if (subLength == 1 || (p[1] == sub[1] && std::memcmp(p + 2, sub + 2, subLength - 2) == 0))
+        return static_cast<int>(p - text);
+      ++p;
+    }
+    return -1;
   }
   for (int i = start; static_cast<std::size_t>(length - i) >= subLength;) {
     if (text[i] == sub[0] && std::memcmp(text + i, sub, subLength) == 0) return i;
@@ -118,6 +126,11 @@ int SYS_String::FindOneOf(const char* set, int start) const {
   if (!set || !*set || start < 0 || start > length) return -1;
   const MbMode mode = brixsys_internal::CurrentMbMode();
   const ByteSet bytes(set, mode);
+  if (mode == MbMode::Single) {
+    for (int i = start; i < length; ++i)
+      if (bytes.Has(m_pch[i])) return i;
+    return -1;
+  }
   for (int i = start; i < length;) {
     const std::size_t n = MbCharLen(m_pch + i, static_cast<std::size_t>(length - i), mode);
     if (InSet(m_pch + i, n, set, bytes, mode)) return i;
@@ -194,8 +207,12 @@ int SYS_String::Replace(const char* old, const char* with) {
   const long long result =
       length + static_cast<long long>(count) * (static_cast<long long>(withLength) - oldLength);
   if (result > INT_MAX / 2) throw std::bad_alloc();
+  if (result == 0) {
+    Empty();
+    return count;
+  }
   SYS_String built;
-  char* out = result > 0 ? built.GetBuffer(static_cast<int>(result)) : nullptr;
+  char* out = built.GetBuffer(static_cast<int>(result));
   int from = 0;
   for (int at = FindText(m_pch, length, 0, old, oldLength, mode); at >= 0;
        at = FindText(m_pch, length, from, old, oldLength, mode)) {
@@ -205,10 +222,8 @@ int SYS_String::Replace(const char* old, const char* with) {
     out += withLength;
     from = at + static_cast<int>(oldLength);
   }
-  if (result > 0) {
-    std::memcpy(out, m_pch + from, static_cast<std::size_t>(length - from));
-    built.ReleaseBuffer(static_cast<int>(result));
-  }
+  std::memcpy(out, m_pch + from, static_cast<std::size_t>(length - from));
+  built.ReleaseBuffer(static_cast<int>(result));
   *this = std::move(built);
   return count;
 }
