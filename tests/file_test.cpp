@@ -20,6 +20,8 @@
 #include "sfmfile.h"
 #include "ssm.h"
 
+using namespace std::string_literals;
+
 namespace {
 
 class TempDir {
@@ -44,30 +46,27 @@ void Spit(const std::string& path, const std::string& bytes) {
   std::ofstream(path, std::ios::binary) << bytes;
 }
 
-// Records every file event; answers from a queue (then 0).
+// Records every file event and answers through `answer` (0 when unset).
 struct Recorder {
   static std::vector<int> codes;
-  static std::vector<int> answers;
   static std::vector<SFM_EventData> data;
+  static std::function<int(int code)> answer;
   static int Process(int code, SFM_EventData* d) {
     codes.push_back(code);
     data.push_back(*d);
-    if (!answers.empty()) {
-      d->SetResult(answers.front());
-      answers.erase(answers.begin());
-    }
+    d->SetResult(answer ? answer(code) : 0);
     return 0;
   }
   Recorder() : hook(&Process, SFM::GetManager()->GetEvent()) {
     codes.clear();
-    answers.clear();
     data.clear();
+    answer = nullptr;
   }
   SCC_EventHook<SFM_EventData> hook;
 };
 std::vector<int> Recorder::codes;
-std::vector<int> Recorder::answers;
 std::vector<SFM_EventData> Recorder::data;
+std::function<int(int)> Recorder::answer;
 
 // Runs `body` in a forked child and expects it to exit with 0.
 template <class F>
@@ -82,52 +81,42 @@ void InChild(F body) {
   EXPECT_EQ(WEXITSTATUS(status), 0) << "child failed at step " << WEXITSTATUS(status);
 }
 
-TEST(FileTest, TypedRoundTripWithAndWithoutBitReversal) {
+TEST(FileTest, TypedValuesRoundTripAndReverseBits) {
   TempDir dir;
   std::string path = dir / "typed.bin";
-  for (int reverse : {0, 1}) {
+  for (int rev : {0, 1}) {
     {
       SFM_File out(path.c_str(), "wb");
-      out.Put(static_cast<unsigned long>(0xFEDCBA98u), reverse);
-      out.Put(-123456789L, reverse);
-      out.Put(static_cast<unsigned char>(0xA5), reverse);
-      out.Put(static_cast<char>(-3), reverse);
-      out.Put(static_cast<unsigned short>(0xBEEF), reverse);
-      out.Put(static_cast<short>(-2), reverse);
-      out.Put(0x89ABCDEFu, reverse);
-      out.Put(-70000, reverse);
+      out.Put(0xFEDCBA98ul, rev);
+      out.Put(-123456789L, rev);
+      out.Put(static_cast<unsigned char>(0xA5), rev);
+      out.Put(static_cast<char>(-3), rev);
+      out.Put(static_cast<unsigned short>(0xBEEF), rev);
+      out.Put(static_cast<short>(-2), rev);
+      out.Put(0x89ABCDEFu, rev);
+      out.Put(-70000, rev);
       out.Put(3.25);
     }
     // long and unsigned long move 4 bytes each.
-    ASSERT_EQ(Slurp(path).size(), 4u + 4 + 1 + 1 + 2 + 2 + 4 + 4 + 8) << reverse;
+    ASSERT_EQ(Slurp(path).size(), 4u + 4 + 1 + 1 + 2 + 2 + 4 + 4 + 8) << rev;
     SFM_File in(path.c_str(), "rb");
-    unsigned long ul = 0;
-    long l = 0;
-    unsigned char uc = 0;
-    char c = 0;
-    unsigned short us = 0;
-    short s = 0;
-    unsigned int ui = 0;
+    auto get = [&](auto v) { return in.Get(v, rev); };
+    EXPECT_EQ(get(0ul), 0xFEDCBA98ul);
+    EXPECT_EQ(get(0L), -123456789L);
+    EXPECT_EQ(get(static_cast<unsigned char>(0)), 0xA5);
+    EXPECT_EQ(get(static_cast<char>(0)), -3);
+    EXPECT_EQ(get(static_cast<unsigned short>(0)), 0xBEEF);
+    EXPECT_EQ(get(static_cast<short>(0)), -2);
+    EXPECT_EQ(get(0u), 0x89ABCDEFu);
     int i = 0;
+    EXPECT_EQ(in.Get(i, rev), -70000);
+    EXPECT_EQ(i, -70000);  // also stored
     double d = 0;
-    EXPECT_EQ(in.Get(ul, reverse), 0xFEDCBA98ul);
-    EXPECT_EQ(in.Get(l, reverse), -123456789L);
-    EXPECT_EQ(in.Get(uc, reverse), 0xA5);
-    EXPECT_EQ(in.Get(c, reverse), -3);
-    EXPECT_EQ(in.Get(us, reverse), 0xBEEF);
-    EXPECT_EQ(in.Get(s, reverse), -2);
-    EXPECT_EQ(in.Get(ui, reverse), 0x89ABCDEFu);
-    EXPECT_EQ(in.Get(i, reverse), -70000);
     EXPECT_EQ(in.Get(d), 3.25);
-    EXPECT_EQ(ul, 0xFEDCBA98ul);
-    EXPECT_EQ(i, -70000);
     EXPECT_TRUE(in.Eof());
   }
-}
 
-TEST(FileTest, BitReversalReversesBitsNotBytes) {
-  TempDir dir;
-  std::string path = dir / "bits.bin";
+  // The flag reverses the order of bits, not of bytes.
   {
     SFM_File out(path.c_str(), "wb");
     out.Put(static_cast<short>(1), 1);
@@ -136,71 +125,50 @@ TEST(FileTest, BitReversalReversesBitsNotBytes) {
     out.Put(1L, 1);
   }
   EXPECT_EQ(Slurp(path), std::string("\x00\x80\x80\x80\x40\x00\x00\x00\x80", 9));
-
   Spit(path, std::string("\x01\x00\x00\x00\x01\x00\x00\x00", 8));
   SFM_File in(path.c_str(), "rb");
   int i = 0;
-  EXPECT_EQ(static_cast<unsigned>(in.Get(i, 1)), 0x80000000u);
   long l = 0;
+  EXPECT_EQ(static_cast<unsigned>(in.Get(i, 1)), 0x80000000u);
   EXPECT_EQ(in.Get(l, 1), static_cast<long>(INT32_MIN));  // sign-extended from 32 bits
-  // Past the end the missing bytes read as 0.
-  EXPECT_EQ(in.Get(i, 0), 0);
+  EXPECT_EQ(in.Get(i, 0), 0);                             // missing bytes read as 0
 }
 
-TEST(FileTest, GetCharReadsCrLfAsLineFeed) {
+TEST(FileTest, TextReadingTurnsCrLfIntoLf) {
   TempDir dir;
-  std::string path = dir / "chars.txt";
+  std::string path = dir / "text.txt";
   Spit(path, "a\r\nb\rx\r");
-  SFM_File in(path.c_str(), "r");
+  SFM_File chars(path.c_str(), "r");
   std::string got;
-  for (int k = 0; k < 6; ++k) got.push_back(in.GetChar());
-  EXPECT_EQ(got, std::string("a\nb\rx\r"));
-  EXPECT_EQ(static_cast<unsigned char>(in.GetChar()), 0xFF);
-  SFM_File closed((dir / "none").c_str());
-  EXPECT_EQ(static_cast<unsigned char>(closed.GetChar()), 0xFF);
-}
+  for (int k = 0; k < 7; ++k) got.push_back(chars.GetChar());
+  EXPECT_EQ(got, std::string("a\nb\rx\r\xFF"));  // 0xFF at the end
+  EXPECT_EQ(static_cast<unsigned char>(SFM_File("closed").GetChar()), 0xFF);
 
-TEST(FileTest, GetLineComesInPiecesOf510) {
-  TempDir dir;
-  std::string path = dir / "lines.txt";
-  std::string longLine(600, 'x');
-  for (int k = 0; k < 600; ++k) longLine[k] = static_cast<char>('a' + k % 26);
-  Spit(path, longLine + "\nab\r\ncd\rz\nlast");
+  std::string longLine;
+  for (int k = 0; k < 600; ++k) longLine.push_back(static_cast<char>('a' + k % 26));
+  std::string q509(509, 'q');
+  Spit(path, longLine + "\nab\r\ncd\rz\n" + q509 + "\r\nnul\0in\n"s + "last\0"s);
+  struct Step {
+    long maxLength;
+    std::string expect;
+  } steps[] = {
+      {0, longLine.substr(0, 510)},  // pieces of 510 characters
+      {0, longLine.substr(510) + "\n"},
+      {511, "ab\n"},
+      {4, "cd\r"},  // at most maxLength - 1 characters; a lone CR stays
+      {-5, "z\n"},
+      {0, q509 + "\n"},  // a CR LF pair straddling the piece limit
+      {0, "nul\0in\n"s},
+      {0, "last\0"s},
+      {0, ""},
+  };
   SFM_File in(path.c_str(), "r");
-  EXPECT_EQ(std::string(in.GetLine(0)), longLine.substr(0, 510));
-  EXPECT_EQ(std::string(in.GetLine(0)), longLine.substr(510) + "\n");
-  EXPECT_EQ(std::string(in.GetLine(511)), "ab\n");  // CR LF reads as LF in text mode
-  EXPECT_EQ(std::string(in.GetLine(4)), "cd\r");    // at most maxLength - 1 characters
-  EXPECT_EQ(std::string(in.GetLine(-5)), "z\n");
-  EXPECT_EQ(std::string(in.GetLine(0)), "last");
-  EXPECT_TRUE(in.GetLine(0).IsEmpty());
+  for (const Step& step : steps)
+    EXPECT_EQ(in.GetLine(step.maxLength).View(), step.expect) << step.expect;
   EXPECT_TRUE(in.Eof());
-
-  // A binary stream keeps its bytes.
-  SFM_File bin(path.c_str(), "rb");
+  SFM_File bin(path.c_str(), "rb");  // a binary stream keeps its bytes
   bin.Seek(601, SFM_File::Begin);
   EXPECT_EQ(std::string(bin.GetLine(0)), "ab\r\n");
-}
-
-TEST(FileTest, GetLineHandlesCrLfAcrossThePieceLimit) {
-  TempDir dir;
-  std::string path = dir / "edge.txt";
-  Spit(path, std::string(509, 'q') + "\r\nnext\n");
-  SFM_File in(path.c_str(), "r");
-  EXPECT_EQ(std::string(in.GetLine(0)), std::string(509, 'q') + "\n");
-  EXPECT_EQ(std::string(in.GetLine(0)), "next\n");
-}
-
-TEST(FileTest, GetLineKeepsNulBytes) {
-  TempDir dir;
-  std::string path = dir / "nul.txt";
-  Spit(path, std::string("a\0b\n\0\0\ntail\0", 12));
-  SFM_File in(path.c_str(), "r");
-  EXPECT_EQ(in.GetLine(0).View(), std::string_view("a\0b\n", 4));
-  EXPECT_EQ(in.GetLine(0).View(), std::string_view("\0\0\n", 3));
-  EXPECT_EQ(in.GetLine(3).View(), std::string_view("ta", 2));
-  EXPECT_EQ(in.GetLine(0).View(), std::string_view("il\0", 3));
-  EXPECT_TRUE(in.GetLine(0).IsEmpty());
 }
 
 TEST(FileTest, TextWritesLineFeedsAndCountsPrintf) {
@@ -215,12 +183,10 @@ TEST(FileTest, TextWritesLineFeedsAndCountsPrintf) {
   }
   EXPECT_EQ(Slurp(path), "first\n42-x\n\n");
   SFM_File closed(path.c_str());
-  EXPECT_EQ(closed.WriteLine("x"), 0);
-  EXPECT_EQ(closed.PutChar('x'), 0);
-  EXPECT_EQ(closed.Printf("x"), 0);
   char buffer[4];
-  EXPECT_EQ(closed.Read(buffer, 4), 0);
-  EXPECT_EQ(closed.Write("abc", 3), 0);
+  EXPECT_EQ(closed.WriteLine("x") + closed.PutChar('x') + closed.Printf("x") +
+                closed.Read(buffer, 4) + closed.Write("abc", 3),
+            0);
 }
 
 TEST(FileTest, PositionStack) {
@@ -368,64 +334,37 @@ TEST(FileTest, AssignmentMovesTheStream) {
   EXPECT_EQ(copy.GetList(), nullptr);  // not registered
 }
 
-TEST(FileTest, OpenReportsEventsInOrder) {
-  TempDir dir;
-  std::string path = dir / "events.txt";
-  Recorder rec;
-  {
-    SFM_File f(path.c_str(), "w");
-    f.Close();
-  }
-  EXPECT_EQ(rec.codes, (std::vector<int>{SFM::AboutToOpen, SFM::Opened, SFM::Closed}));
-  EXPECT_EQ(std::string(rec.data[0].GetFileName1()), path);
-}
-
-// Creates the missing file and answers retry.
-struct Fixer {
-  static std::string target;
-  static int Process(int code, SFM_EventData* d) {
-    if (code == SFM::OpenFailed) {
-      Spit(target, "made");
-      d->SetResult(SFM::Retry);
-    }
-    return 0;
-  }
-};
-std::string Fixer::target;
-
-TEST(FileTest, ListenerAnswersRetryAndGiveUp) {
+TEST(FileTest, ListenersSeeEventsAndAnswer) {
   TempDir dir;
   std::string path = dir / "late.txt";
   Recorder rec;
-  rec.answers = {0, SFM::Retry, SFM::Retry, 0};
+  int retries = 2;
+  rec.answer = [&](int code) -> int {
+    return code == SFM::OpenFailed && retries-- > 0 ? SFM::Retry : 0;
+  };
   SFM_File f(path.c_str());
-  EXPECT_EQ(f.Open("r"), 0);
+  EXPECT_EQ(f.Open("r"), 0);  // retried twice, then given up
   EXPECT_EQ(rec.codes, (std::vector<int>{101, 201, 201, 201}));
+  EXPECT_EQ(std::string(rec.data[0].GetFileName1()), path);
   EXPECT_EQ(rec.data[1].GetError(), static_cast<unsigned long>(ENOENT));
-  EXPECT_FALSE(rec.data[1].GetText().IsEmpty());
-  EXPECT_EQ(std::string(f.GetMsg()), std::string(rec.data[3].GetText()));
+  EXPECT_EQ(std::string(f.GetMsg()), std::string(strerror(ENOENT)));
 
-  // A listener that fixes the cause and answers retry gets the file opened.
-  Fixer::target = path;
-  SCC_EventHook<SFM_EventData> fixer(&Fixer::Process, SFM::GetManager()->GetEvent());
+  // A listener that removes the cause and answers retry gets the file opened.
+  rec.codes.clear();
+  rec.answer = [&](int code) -> int {
+    if (code != SFM::OpenFailed) return 0;
+    Spit(path, "made");
+    return SFM::Retry;
+  };
   EXPECT_EQ(f.Open("r"), 1);
   EXPECT_EQ(std::string(f.GetLine(0)), "made");
-}
+  f.Close();
+  EXPECT_EQ(rec.codes, (std::vector<int>{101, 201, 102, 103}));
 
-TEST(FileTest, EndProcessAnswerExitsWithZero) {
-  TempDir dir;
-  std::string path = dir / "missing";
   InChild([&] {
-    struct Ender {
-      static int Process(int code, SFM_EventData* d) {
-        if (code == SFM::OpenFailed) d->SetResult(SFM::EndProcess);
-        return 0;
-      }
-    };
-    SCC_EventHook<SFM_EventData> hook(&Ender::Process, SFM::GetManager()->GetEvent());
-    SFM_File f(path.c_str());
-    f.Open("r");
-    return 7;  // not reached when the process ends
+    rec.answer = [](int code) -> int { return code == SFM::OpenFailed ? SFM::EndProcess : 0; };
+    SFM_File((dir / "missing").c_str()).Open("r");
+    return 7;  // not reached: the answer ends the process with status 0
   });
 }
 

@@ -86,20 +86,6 @@ class ManagerTest : public ::testing::Test {
   SCC_EventHook<SFM_EventData> hook_{&Listen};
 };
 
-TEST_F(ManagerTest, OneManagerForTheProcess) {
-  EXPECT_EQ(SFM::GetManager(), manager_);
-  SFM_File file("x");
-  EXPECT_EQ(file.GetList(), &manager_->GetFiles());
-}
-
-TEST_F(ManagerTest, ErrorTexts) {
-  EXPECT_EQ(std::string(SFM::GetErrorText(ENOENT)), std::string(strerror(ENOENT)));
-  EXPECT_EQ(std::string(SFM::GetErrorText(1234)), "Error 1234 occurred (no further information).");
-  SYS_String text;
-  EXPECT_EQ(SFM::LoadString(45103, text), 1);
-  EXPECT_EQ(SFM::LoadString(1, text), 0);
-}
-
 TEST_F(ManagerTest, FailureEventsCarryTextAndSetTheFilesMessage) {
   TempDir dir;
   std::string name = dir / "a.txt";
@@ -114,6 +100,7 @@ TEST_F(ManagerTest, FailureEventsCarryTextAndSetTheFilesMessage) {
   EXPECT_EQ(g_seen[0].text, "Error 1234 occurred (no further information).");
   EXPECT_EQ(std::string(data.GetFileName2()), "second");
   EXPECT_EQ(std::string(file.GetMsg()), "Error 1234 occurred (no further information).");
+  EXPECT_EQ(std::string(SFM::GetErrorText(ENOENT)), std::string(strerror(ENOENT)));
 
   // Notices below 151 carry no text and leave the message alone.
   file.SetMsg("kept");
@@ -261,7 +248,8 @@ TEST(ManagerLifecycleTest, NoManagerAfterTheFirstIsGone) {
   if (pid == 0) {
     SFM* manager = SFM::GetManager();
     SFM_File open((dir / "kept").c_str(), "w");
-    if (!manager || SFM::GetManager() != manager) _exit(1);
+    if (!manager || SFM::GetManager() != manager || open.GetList() != &manager->GetFiles())
+      _exit(1);
     delete manager;
     if (SFM::GetManager() != nullptr) _exit(2);
     if (open.GetList() != nullptr) _exit(3);  // unlinked, still usable
@@ -320,38 +308,32 @@ TEST(SafeDListTest, WalksSurviveRemovalOfAnyNode) {
   }
 }
 
-TEST(SafeDListTest, NestedWalksAndMoves) {
-  SCC_SafeDList<Item> list;
+TEST(SafeDListTest, NestedWalksMovesAndMembership) {
+  SCC_SafeDList<Item> list, other;
   Item a(1), b(2), c(3);
-  list.AddTail(&a);
-  list.AddTail(&b);
-  list.AddTail(&c);
+  for (Item* i : {&a, &b, &c}) list.AddTail(i);
   std::vector<int> outer;
   SCC_SafeDListIterator<Item> it(list);
   while (Item* item = it.Next()) {
     outer.push_back(item->value);
     if (item->value == 1) {
-      EXPECT_EQ(Values(list), (std::vector<int>{1, 2, 3}));  // inner walk
-      list.MoveToTail(&b);                                   // the outer walk meets b later
+      EXPECT_EQ(Values(list), (std::vector<int>{1, 2, 3}));  // a nested walk
+      list.MoveToTail(&b);                                   // met again later
       list.Remove(&c);
     }
   }
   EXPECT_EQ(outer, (std::vector<int>{1, 2}));
-  EXPECT_EQ(Values(list), (std::vector<int>{1, 2}));
   {
     Item d(4);
     list.InsertBefore(&d, &a);
     list.AddHead(&c);
     EXPECT_EQ(Values(list), (std::vector<int>{3, 4, 1, 2}));
-  }  // d unlinks itself
-  EXPECT_EQ(Values(list), (std::vector<int>{3, 1, 2}));
-  SCC_SafeDList<Item> other;
+  }                   // d unlinks itself
   other.AddTail(&a);  // moves from one list to the other
-  EXPECT_EQ(a.GetList(), &other);
   EXPECT_EQ(Values(list), (std::vector<int>{3, 2}));
+  EXPECT_EQ(a.GetList(), &other);
   EXPECT_TRUE(list.IsValid() && other.IsValid());
-  Item copy(a);
-  EXPECT_FALSE(copy.IsNode());
+  EXPECT_FALSE(Item(a).IsNode());  // copies are not members
 }
 
 }  // namespace
