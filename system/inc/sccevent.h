@@ -93,7 +93,7 @@ class BRIX_API SCC_EventNode {
   /// Called after Enable changed the flag; for subclasses that react to it.
   virtual void OnEventEnable(int enable) {}
 
- protected:
+ private:
   // Links this unlinked node before `node`. An event is the root of its own ring.
   void LinkBefore(const SCC_EventNode& node) {
     SCC_EventNode& at = const_cast<SCC_EventNode&>(node);
@@ -104,7 +104,8 @@ class BRIX_API SCC_EventNode {
     root_ = at.isEvent_ ? &at : at.root_;
   }
 
-  // Field order keeps what a raise touches (vptr, next, flags) in the first 16 bytes.
+  // Field order keeps what a raise touches (vptr, next, flags) in the first 24 bytes.
+  // A node is an event exactly when isEvent_ is set; only SCC_Event sets it.
   SCC_EventNode* next_ = this;
   std::int32_t enabled_ = 1;
   bool isEvent_ = false;
@@ -113,6 +114,8 @@ class BRIX_API SCC_EventNode {
 
   friend class SCC_Event<T>;
   friend class SCC_EventIterator<T>;
+  template <class>
+  friend class SCC_EventHook;
 };
 
 // The iterator registers its own address with the event and unregisters it in its
@@ -402,7 +405,7 @@ class BRIX_API SCC_Notifier : public SCC_Event<int> {
 
   /// Tests the next link, which is never null, so this is 1 even without hooks. Kept on
   /// purpose for callers written against it; ask IsEmpty for emptiness.
-  int HasListeners() const { return next_ != nullptr; }
+  int HasListeners() const { return GetNext() != nullptr; }
 
   /// Number of items from which a change counts as a mass change: 10. Offered to
   /// clients only; the library itself raises per-item codes whatever the count.
