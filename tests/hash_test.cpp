@@ -312,6 +312,27 @@ TEST(HashMapTest, CopyAndAssignment) {
   EXPECT_EQ(b.GetHandle("new"), h10);
 }
 
+TEST(HashMapTest, Move) {
+  StrMap a;
+  for (int i = 0; i < 20; ++i) a[std::to_string(i).c_str()] = i;
+  const int* five = a.Find("5");
+  StrIt onA(a);
+  StrMap b(std::move(a));
+  EXPECT_EQ(b.Find("5"), five);  // the elements themselves moved over
+  EXPECT_TRUE(a.IsEmpty());
+  EXPECT_FALSE(onA.IsValid());
+  a["new"] = 1;  // the source stays usable
+  EXPECT_EQ(*onA.GetNext(), 1);
+
+  StrMap c;
+  c["gone"] = 1;
+  c = std::move(b);
+  EXPECT_EQ(c.GetCount(), 20);
+  EXPECT_EQ(c.Find("gone"), nullptr);
+  EXPECT_EQ(c.Find("5"), five);
+  EXPECT_TRUE(b.IsEmpty());
+}
+
 TEST(HashMapIteratorTest, WalksInInsertionOrderBothWays) {
   StrMap map;
   const char* names[] = {"d", "a", "c", "b"};

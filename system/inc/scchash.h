@@ -40,16 +40,27 @@ namespace scc_detail {
 
 inline constexpr std::uint32_t kHashFactor = 6293815u;
 
-/// The hash of SCC_Hash, folding A-Z to lower case when `NoCase` is set. Four
-/// running powers advance by factor^4 so that the multiply chain is not one long
-/// dependency; the sum is the same term by term.
+// Coefficient of byte i (from 1) in the hash: i * factor^i, modulo 2^32.
+inline constexpr int kCoefficients = 64;
+inline constexpr auto kHashCoefficients = [] {
+  struct Table {
+    std::uint32_t c[kCoefficients + 1];
+    std::uint32_t powerAfter;  // factor^kCoefficients
+  } t{};
+  std::uint32_t p = 1;
+  for (int i = 1; i <= kCoefficients; ++i) {
+    p *= kHashFactor;
+    t.c[i] = static_cast<std::uint32_t>(i) * p;
+  }
+  t.powerAfter = p;
+  return t;
+}();
+
+/// The hash of SCC_Hash over `n` bytes, folding A-Z to lower case when `NoCase` is
+/// set. The per-position coefficients of short texts come from a table, so every
+/// byte costs one independent multiply-add.
 template <bool NoCase>
-inline std::uint32_t HashText(const char* s) {
-  if (s == nullptr) return 0;
-  constexpr std::uint32_t f1 = kHashFactor;
-  constexpr std::uint32_t f2 = f1 * f1;
-  constexpr std::uint32_t f3 = f2 * f1;
-  constexpr std::uint32_t f4 = f2 * f2;
+inline std::uint32_t HashBytes(const char* s, std::size_t n) {
   auto term = [](char c) -> std::uint32_t {
     if constexpr (NoCase) {
       if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
@@ -57,26 +68,21 @@ inline std::uint32_t HashText(const char* s) {
     // Sign extension is intended: bytes of 128 and above add negative terms.
     return static_cast<std::uint32_t>(static_cast<std::int32_t>(static_cast<signed char>(c)));
   };
-  std::uint32_t h0 = 0, h1 = 0, h2 = 0, h3 = 0;
-  std::uint32_t p0 = f1, p1 = f2, p2 = f3, p3 = f4;
-  std::uint32_t i = 1;
-  for (;;) {
-    if (s[0] == 0) break;
-    h0 += term(s[0]) * i * p0;
-    if (s[1] == 0) break;
-    h1 += term(s[1]) * (i + 1) * p1;
-    if (s[2] == 0) break;
-    h2 += term(s[2]) * (i + 2) * p2;
-    if (s[3] == 0) break;
-    h3 += term(s[3]) * (i + 3) * p3;
-    s += 4;
-    i += 4;
-    p0 *= f4;
-    p1 *= f4;
-    p2 *= f4;
-    p3 *= f4;
+  const std::size_t head = n < kCoefficients ? n : kCoefficients;
+  std::uint32_t h = 0;
+  for (std::size_t k = 0; k < head; ++k) h += term(s[k]) * kHashCoefficients.c[k + 1];
+  std::uint32_t p = kHashCoefficients.powerAfter;
+  for (std::size_t k = head; k < n; ++k) {
+    p *= kHashFactor;
+    h += term(s[k]) * static_cast<std::uint32_t>(k + 1) * p;
   }
-  return h0 + h1 + h2 + h3;
+  return h;
+}
+
+/// HashBytes over a NUL-terminated text; null hashes to 0.
+template <bool NoCase>
+inline std::uint32_t HashText(const char* s) {
+  return s ? HashBytes<NoCase>(s, std::strlen(s)) : 0;
 }
 
 /// Lemire's fast modulo for 32-bit operands: exact for every 32-bit a and d.
@@ -95,8 +101,8 @@ struct SCC_HashValue {
 };
 
 /// Hash and equality of a map key type. Provided for integers, enumerations,
-/// pointers (by address) and text keys (classes convertible to const char*, such
-/// as SYS_String, hashed with SCC_Hash and compared with SCC_Compare). Specialise
+/// pointers (by address) and text keys (SYS_String, SYS_StrNoCase and other classes
+/// convertible to const char*, hashed with SCC_Hash and compared with SCC_Compare). Specialise
 /// it for other key types; `Hash` and `Equal` may also accept other argument types
 /// (text keys accept const char*) to allow lookups without building a key.
 template <class Key, class Enable = void>
@@ -128,14 +134,35 @@ template <class Key>
 struct SCC_MapKeyTraits<
     Key, std::enable_if_t<std::is_class_v<Key> && std::is_convertible_v<const Key&, const char*>>> {
   static SCC_HashValue Hash(const char* key) { return {scc_detail::HashText<false>(key), 0}; }
-  static bool Equal(const char* a, const char* b) { return std::strcmp(a, b) == 0; }
+  static bool Equal(const char* a, const char* b) { return SCC_Compare(a, b) == 0; }
+};
+
+/// SYS_String keys hash and compare their whole byte strings (the length is known,
+/// so no terminator is searched for). On text without NUL bytes this is SCC_Hash
+/// and SCC_Compare exactly. Lookups may pass const char*.
+template <>
+struct SCC_MapKeyTraits<SYS_String, void> {
+  static SCC_HashValue Hash(const SYS_String& key) {
+    return {scc_detail::HashBytes<false>(key, static_cast<std::size_t>(key.GetLength())), 0};
+  }
+  static SCC_HashValue Hash(const char* key) { return {scc_detail::HashText<false>(key), 0}; }
+  static bool Equal(const SYS_String& a, const SYS_String& b) { return a.View() == b.View(); }
+  static bool Equal(const SYS_String& a, const char* b) { return b && std::strcmp(a, b) == 0; }
 };
 
 /// Case-insensitive text keys: SYS_StrNoCase, hashed like SCC_Hash(const
 /// SYS_StrNoCase&) and compared with A-Z folded. Lookups may pass const char*.
 struct SCC_NoCaseKeyTraits {
+  static SCC_HashValue Hash(const SYS_String& key) {
+    return {scc_detail::HashBytes<true>(key, static_cast<std::size_t>(key.GetLength())), 0};
+  }
   static SCC_HashValue Hash(const char* key) { return {scc_detail::HashText<true>(key), 0}; }
-  static bool Equal(const char* a, const char* b) { return SCC_CompareNoCase(a, b) == 0; }
+  static bool Equal(const SYS_String& a, const SYS_String& b) {
+    return a.GetLength() == b.GetLength() && SYS_StrNoCase::CompareFolded(a.View(), b.View()) == 0;
+  }
+  static bool Equal(const SYS_String& a, const char* b) {
+    return b && SCC_CompareNoCase(a, b) == 0;
+  }
 };
 
 template <>
@@ -166,14 +193,15 @@ class SCC_MapIteratorFast;
 ///   reach its neighbours. Copying a map copies the elements, not the iterators.
 template <class Key, class Value, class Traits = SCC_MapKeyTraits<Key>>
 class SCC_Map {
+  // What a lookup reads (chain, hash, key) comes first, in one cache line.
   struct Node {
     Node* chain;  // next node of the same bucket
-    Node* prev;   // insertion order
-    Node* next;
     std::uint32_t hash;
     std::uint32_t slot;  // handle - 1
     Key key;
     Value value;
+    Node* prev;  // insertion order
+    Node* next;
   };
 
  public:
@@ -189,6 +217,22 @@ class SCC_Map {
       SCC_Map copy(other);  // a throwing copy leaves this map untouched
       RemoveAll();
       SwapContents(copy);
+    }
+    return *this;
+  }
+  /// Takes `other`'s elements (with their handles); `other` is left empty and its
+  /// iterators without a position. Iterators and the change event stay behind, and
+  /// the source's change event is not raised. Move-assignment raises 6 on the
+  /// target's change event as RemoveAll does.
+  SCC_Map(SCC_Map&& other) noexcept {
+    other.DetachAllCursors(false);
+    SwapContents(other);
+  }
+  SCC_Map& operator=(SCC_Map&& other) {
+    if (this != &other) {
+      RemoveAll();
+      other.DetachAllCursors(false);
+      SwapContents(other);
     }
     return *this;
   }
@@ -448,9 +492,9 @@ class SCC_Map {
     if (freeSlots_.capacity() < slots_.capacity()) freeSlots_.reserve(slots_.capacity());
     Node* n;
     if constexpr (sizeof...(V) == 0)
-      n = new Node{nullptr, last_, nullptr, hv.value, slot, Key(key), Value()};
+      n = new Node{nullptr, hv.value, slot, Key(key), Value(), last_, nullptr};
     else
-      n = new Node{nullptr, last_, nullptr, hv.value, slot, Key(key), value...};
+      n = new Node{nullptr, hv.value, slot, Key(key), value..., last_, nullptr};
     if (reuse)
       freeSlots_.pop_back();
     else
@@ -522,7 +566,7 @@ class SCC_Map {
       freeSlots_ = other.freeSlots_;
       freeSlots_.reserve(slots_.capacity());
       for (const Node* s = other.first_; s != nullptr; s = s->next) {
-        Node* n = new Node{nullptr, last_, nullptr, s->hash, s->slot, s->key, s->value};
+        Node* n = new Node{nullptr, s->hash, s->slot, s->key, s->value, last_, nullptr};
         slots_[n->slot] = n;
         const std::uint32_t b = BucketOf(n->hash);
         n->chain = buckets_[b];
