@@ -719,7 +719,8 @@ TEST(StringTest, NumericValues) {
   unsigned long ul = 0;
   EXPECT_EQ(SYS_String("18446744073709551615").Value(&ul), 18446744073709551615ul);
   double d = 0;
-  EXPECT_DOUBLE_EQ(SYS_String("2.5e3m").Value(&d, &end), 2500.0);
+  const SYS_String withUnit("2.5e3m");
+  EXPECT_DOUBLE_EQ(withUnit.Value(&d, &end), 2500.0);
   EXPECT_STREQ(end, "m");
   float f = 0;
   EXPECT_FLOAT_EQ(SYS_String("0.25").Value(&f), 0.25f);
