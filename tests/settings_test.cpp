@@ -71,7 +71,12 @@ TEST_F(SettingsTest, RoundTripWithNamesInAnyCase) {
   ASSERT_TRUE(settings::WriteValue("brix.ini", "general", "editor", nullptr));
   EXPECT_EQ(Read("general", "editor"), std::nullopt);
   EXPECT_EQ(Read("units", "grid"), "25");
-  EXPECT_FALSE(settings::WriteValue("brix.ini", "general", " ", "x"));
+  for (auto [section, name] : {std::pair{"general", " "},
+                               {"general", "a=b"},
+                               {"a]b", "x"},
+                               {"general", "line\nbreak"},
+                               {"general", ";x"}})
+    EXPECT_FALSE(settings::WriteValue("brix.ini", section, name, "x")) << section << name;
   // The directory was created; no temporary file stays behind.
   std::vector<std::string> names;
   for (auto& entry : std::filesystem::directory_iterator(dir_))

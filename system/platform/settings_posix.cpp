@@ -232,7 +232,12 @@ bool ReadValue(const char* file, const char* section, const char* name, std::str
 }
 
 bool WriteValue(const char* file, const char* section, const char* name, const char* value) {
-  if (!section || !name || Trim(name).empty()) {
+  // Names an INI line could not hold back are refused rather than mangled.
+  std::string_view n = name ? Trim(name) : std::string_view();
+  std::string_view sec = section ? Trim(section) : std::string_view();
+  if (!section || n.empty() || n.find_first_of("=\r\n") != std::string_view::npos ||
+      n.front() == '[' || n.front() == ';' || n.front() == '#' ||
+      sec.find_first_of("]\r\n") != std::string_view::npos) {
     errno = EINVAL;
     return false;
   }
@@ -252,7 +257,7 @@ bool WriteValue(const char* file, const char* section, const char* name, const c
   }
   std::string text;
   ReadAll(path, text);
-  std::string edited = Edit(text, Trim(section), Trim(name), value);
+  std::string edited = Edit(text, sec, n, value);
   bool ok = edited == text || Replace(path, edited);
   int saved = errno;
   ::close(lock);  // releases the flock
