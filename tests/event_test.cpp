@@ -132,6 +132,7 @@ TEST(EventTest, AddHeadAppendsInInsertionOrder) {
   event.AddHead(&a);
   event.AddHead(&b);
   event.AddHead(nullptr);
+  event.AddHead(&event);
   event.AddHead(&c);
   EXPECT_EQ(RaiseLog(event, log), (Log{1, 2, 3}));
   EXPECT_EQ(b.GetRoot(), &event);

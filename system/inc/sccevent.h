@@ -223,11 +223,11 @@ class BRIX_API SCC_Event : public SCC_EventNode<T> {
   /// 1 when no node is linked to the event.
   int IsEmpty() const { return this->next_ == this; }
 
-  /// Links `node` at the end of the calling order and roots it here; null is ignored.
-  /// Despite the name a node added this way is called after every node already present:
-  /// the order is intended and callers rely on it.
+  /// Links `node` at the end of the calling order and roots it here; null and the event
+  /// itself are ignored. Despite the name a node added this way is called after every node
+  /// already present: the order is intended and callers rely on it.
   void AddHead(Node* node) const {
-    if (!node) return;
+    if (!node || node == this) return;
     node->InsertBefore(this);
     node->root_ = const_cast<SCC_Event*>(this);
   }
