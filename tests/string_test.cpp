@@ -190,6 +190,31 @@ TEST(StringTest, CopiesMadeAndDestroyedOnManyThreads) {
   EXPECT_NE(last.GetString(), source.GetString());  // the count came back to one owner
 }
 
+namespace {
+
+// A derived class writing through the protected data pointer.
+class UpperFirst : public SYS_String {
+ public:
+  using SYS_String::SYS_String;
+  void Apply() {
+    if (GetLength() > 0) GetPchData()[0] = 'X';
+  }
+};
+
+}  // namespace
+
+TEST(StringTest, DerivedClassesWriteOnlyTheirOwnBuffer) {
+  const SYS_String source("abc");
+  UpperFirst derived;
+  static_cast<SYS_String&>(derived) = source;
+  derived.Apply();
+  EXPECT_EQ(Str(derived), "Xbc");
+  EXPECT_EQ(Str(source), "abc");
+  UpperFirst empty;
+  empty.Apply();
+  EXPECT_TRUE(empty.IsEmpty());
+}
+
 // ---- Access and substrings --------------------------------------------------------
 
 TEST(StringTest, AccessAndSubstringsClamp) {
@@ -467,6 +492,8 @@ TEST(StringTest, ComparisonOperatorsAndHashing) {
   EXPECT_TRUE(k == "PATH/file");
   EXPECT_TRUE("PATH/file" == k);
   EXPECT_TRUE(k == SYS_String("path/file"));
+  EXPECT_TRUE(SYS_String("path/file") == k);
+  EXPECT_TRUE(SYS_String("path/filf") > k);
   EXPECT_FALSE(SYS_StrNoCase("\xC9") == "\xE9");  // no folding beyond ASCII
   EXPECT_TRUE(SYS_StrNoCase("B") > "a");
   EXPECT_TRUE(SYS_StrNoCase("_") < "A");  // folds to "a", not to "A"
@@ -541,6 +568,13 @@ TEST(StringTest, MatchTable) {
   }
   EXPECT_EQ(SYS_String("x").Match(static_cast<const char*>(nullptr)), 0);
   EXPECT_EQ(SYS_StrPattern("*").Match(nullptr), 1);
+  SYS_StrPattern pattern;
+  EXPECT_EQ(pattern.Match(""), 1);
+  pattern.SetPattern("*.pcb");
+  EXPECT_EQ(Str(pattern.GetPattern()), "*.pcb");
+  EXPECT_EQ(pattern.IsPattern(), 1);
+  EXPECT_EQ(pattern.Match("top.pcb"), 1);
+  EXPECT_EQ(pattern.Match("top.pcbx"), 0);
   EXPECT_EQ(SYS_String(std::string(10000, 'a').c_str()).Match("*a*a*a*a*a*a*a*a*a*b"), 0);
   EXPECT_EQ(SYS_String((std::string(10000, 'a') + "b").c_str()).Match("*a*a*a*a*a*a*a*a*a*b"), 1);
 }
@@ -659,6 +693,11 @@ TEST(StringTest, ExtractionOperators) {
   EXPECT_EQ(value, 4294967295u);
   EXPECT_EQ(Str(SYS_String("99999999999") >> value), "");
   EXPECT_EQ(value, 4294967295u);
+
+  unsigned int w = 0, h = 0;
+  EXPECT_EQ(Str(SYS_String("640x480 px") >> w >> "x" >> h), " px");
+  EXPECT_EQ(w, 640u);
+  EXPECT_EQ(h, 480u);
 
   const SYS_String chained("1,2");
   unsigned int first = 0, second = 0;
