@@ -870,7 +870,7 @@ void CheckQSortWidth(std::mt19937& gen) {
       });
       SYS_QSort(v.data(), static_cast<unsigned>(n), W,
                 [](const void* x, const void* y) { return std::memcmp(x, y, W); });
-      ASSERT_EQ(std::memcmp(v.data(), expected.data(), v.size() * W), 0)
+      ASSERT_TRUE(n == 0 || std::memcmp(v.data(), expected.data(), v.size() * W) == 0)
           << "width " << W << " n " << n << " spread " << spread;
     }
   }
