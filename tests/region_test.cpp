@@ -282,6 +282,11 @@ TEST(RegionTest, BoxWidensByTheAxisExtremesAnArcPasses) {
   }
   EXPECT_EQ(DAPolygon().GetBox(), kInvalidBox);
 
+  DAPolygon huge;  // a radius beyond 32 bits clamps the box instead of wrapping it
+  huge.Add(ArcPolyEdge(2000000000, 0));
+  huge.Add(ArcPolyEdge(2000000000, 0, huge.Add(ArcPolyArc(-2000000000, 0, 0, SYS_FullTurn))));
+  EXPECT_EQ(huge.GetBox(), SYS_Box(INT32_MIN, INT32_MIN, 2000000000, INT32_MAX));
+
   DAPolygon dangling;  // an arc index that names no arc reads as straight
   dangling.Add(ArcPolyEdge(0, 0));
   dangling.Add(ArcPolyEdge(10, 0, 4));

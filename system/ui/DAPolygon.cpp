@@ -246,7 +246,8 @@ SYS_Box DAPolygon::GetBox() const {
   for (int i = 0; i < edgeCount_; ++i) {
     const ArcPolyArc* arc = GetEdgeArc(i);
     if (!arc) continue;
-    const std::int64_t r = SYS_Round(GetRadius(i));
+    // Rounded in 64 bits: a radius between coordinates far beyond the limit exceeds 32.
+    const auto r = static_cast<std::int64_t>(GetRadius(i) + 0.5);
     if (arc->IsOn(0)) right = std::max(right, arc->cx + r);
     if (arc->IsOn(kQuarter)) upper = std::max(upper, arc->cy + r);
     if (arc->IsOn(2 * kQuarter)) left = std::min(left, arc->cx - r);
