@@ -266,7 +266,8 @@ int SFM_File::Eof() {
   ReOpen();
   if (!stream_) return 1;
   if (feof_unlocked(stream_)) return 1;
-  return GetPosition() == GetLength();
+  long position = GetPosition();  // -1 on a pipe, which has no length either
+  return position >= 0 && position == GetLength();
 }
 
 void SFM_File::CheckLength() {
