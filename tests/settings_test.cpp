@@ -107,7 +107,7 @@ TEST_F(SettingsTest, EditsKeepCommentsAndTheRestOfTheFile) {
 }
 
 TEST_F(SettingsTest, UserValuesLiveUnderTheirKey) {
-  const char* key = "SOFTWARE\\Quillon\\Brix";
+  const char* key = settings::kApplicationKey;
   ASSERT_TRUE(settings::WriteUserValue(key, "LangID", "DEU"));
   std::string value;
   ASSERT_TRUE(settings::ReadUserValue("software\\quillon\\brix", "langid", value));

@@ -23,6 +23,8 @@ namespace brix::settings {
 inline constexpr const char* kProfileFile = "brix.ini";
 /// The file holding the registry-like user values; the key is the section.
 inline constexpr const char* kUserValuesFile = "registry.ini";
+/// The key of the application's own user values (such as "LangID").
+inline constexpr const char* kApplicationKey = "SOFTWARE\\Quillon\\Brix";
 
 /// The configuration directory: $BRIX_CONFIG_HOME, else
 /// $XDG_CONFIG_HOME/Quillon/Brix, else ~/.config/Quillon/Brix. Read anew on each
