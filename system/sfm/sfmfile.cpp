@@ -22,9 +22,7 @@ constexpr const char* kFile = "system/sfm/sfmfile";
 // Sites the design leaves unnumbered, numbered here past its own.
 constexpr int kLineGetOnText = 801;
 constexpr int kLinePutOnText = 802;
-constexpr int kLineGetLineNoStream = 803;
 constexpr int kLineStillOpen = 804;
-constexpr int kLineNoStream = 805;
 constexpr int kLineEofNoStream = 355;
 
 #define SFM_FILE_CHECK(cond, line) SSM_CHECK_EX(cond, "Tamsk: ", kFile, line, SSM_InternalError, 0)
