@@ -19,11 +19,11 @@
 namespace {
 
 constexpr const char* kFile = "system/sfm/sfmfile";
+constexpr int kLineEofNoStream = 355;
 // Sites the design leaves unnumbered, numbered here past its own.
 constexpr int kLineGetOnText = 801;
 constexpr int kLinePutOnText = 802;
 constexpr int kLineStillOpen = 804;
-constexpr int kLineEofNoStream = 355;
 
 #define SFM_FILE_CHECK(cond, line) SSM_CHECK_EX(cond, "Tamsk: ", kFile, line, SSM_InternalError, 0)
 
