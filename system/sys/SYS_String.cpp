@@ -204,6 +204,8 @@ char* SYS_String::GetBuffer(int minLength) {
 
 void SYS_String::ReleaseBuffer(int newLength) {
   if (m_pch == EmptyData()) return;
+  // Without a GetBuffer before it the buffer may be shared: never change the copies.
+  if (GetRep()->refs.load(std::memory_order_acquire) != 1) Prepare(GetLength(), GetLength());
   const int capacity = GetRep()->capacity;
   if (newLength < 0)
     newLength = static_cast<int>(strnlen(m_pch, static_cast<std::size_t>(capacity)));
