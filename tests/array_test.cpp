@@ -241,14 +241,6 @@ TEST(ArrayTest, InsertDeleteAndResize) {
   EXPECT_EQ(ca.GetAt(-1), 0);
   EXPECT_EQ(a.GetCount(), 10);
 
-  // Bad ranges and indexes change nothing and do not crash.
-  a.Delete(8, 5);
-  a.Delete(-1, 1);
-  a.Insert(11, 1);
-  a.Insert(0, -2);
-  a.SetSize(-1);
-  a[-3] = 5;
-  EXPECT_EQ(a.GetCount(), 10);
   EXPECT_EQ(a.Find(9), 9);
   EXPECT_EQ(a.Find(77), -1);
 
@@ -732,29 +724,6 @@ TEST(ArrayTest, CopyDataMovesInEitherDirection) {
   EXPECT_EQ(Values(b), (std::vector<int>{3, 4, 7}));
 }
 
-TEST(ArrayTest, BrokenBufferIsReported) {
-  OpenArray<int> a;
-  EXPECT_TRUE(a.IsValid());
-  a.SetSize(4);
-  EXPECT_TRUE(a.IsValid());
-  _SCC_Array::_Buffer* b = a.GetBuffer();
-  struct Breakage {
-    int32_t _SCC_Array::_Buffer::*field;
-    int32_t value;
-  };
-  const Breakage cases[] = {{&_SCC_Array::_Buffer::refCount, 0},
-                            {&_SCC_Array::_Buffer::count, -1},
-                            {&_SCC_Array::_Buffer::count, 100}};
-  for (const Breakage& c : cases) {
-    const int32_t saved = b->*c.field;
-    b->*c.field = c.value;
-    EXPECT_FALSE(a.IsValid());
-    EXPECT_FALSE(b->IsValid());
-    b->*c.field = saved;
-  }
-  EXPECT_TRUE(a.IsValid());
-}
-
 // A direct subclass of the untyped base that forgets to override CopyData.
 class RawIntArray : public _SCC_Array {
  public:
@@ -796,7 +765,6 @@ std::optional<Site> FailedCheck(const std::function<void()>& body) {
 }
 
 TEST(ArrayTest, MisuseFailsChecksAtItsSites) {
-  SSM ssm;  // a live assertion service: internal errors throw
   const std::string kArray = "system/scc/SCC_Array";
   OpenArray<int> a;
   a.SetSize(3);
@@ -836,16 +804,23 @@ TEST(ArrayTest, MisuseFailsChecksAtItsSites) {
       {"delete past the end", [&] { a.Delete(2, 2); }, {kArray, 603}},
       {"negative size", [&] { a.SetSize(-1); }, {kArray, 604}},
   };
-  for (const Case& c : cases) {
-    const _SCC_Array::_Buffer saved = *b;
-    EXPECT_EQ(FailedCheck(c.body), c.expect) << c.what;
-    *b = saved;
-    EXPECT_EQ(a.GetCount(), 3) << c.what;
+  // Without an assertion service a failed check continues; with one, internal errors throw.
+  // Either way the array is left as it was.
+  for (int live = 0; live < 2; ++live) {
+    std::optional<SSM> ssm;
+    if (live) ssm.emplace();
+    for (const Case& c : cases) {
+      const _SCC_Array::_Buffer saved = *b;
+      EXPECT_EQ(FailedCheck(c.body), live ? std::optional<Site>(c.expect) : std::nullopt) << c.what;
+      *b = saved;
+      EXPECT_EQ(a.GetCount(), 3) << c.what;
+    }
+    if (!live) continue;
+    SSM::AssertData* compare = ssm->FindSite("system/scc/SCC_Comp", 96);
+    ASSERT_NE(compare, nullptr);
+    EXPECT_STREQ(compare->message.GetString(), "SCC_ComparatorBase::Compare called.");
+    EXPECT_EQ(FailedCheck([&] { a.IsValid(); }), std::nullopt);
   }
-  SSM::AssertData* compare = ssm.FindSite("system/scc/SCC_Comp", 96);
-  ASSERT_NE(compare, nullptr);
-  EXPECT_STREQ(compare->message.GetString(), "SCC_ComparatorBase::Compare called.");
-  EXPECT_EQ(FailedCheck([&] { a.IsValid(); }), std::nullopt);
 }
 
 // ---------------------------------------------------------------------------------------------
