@@ -292,7 +292,7 @@ TEST(ArrayTest, CopiesShareUntilTheFirstWrite) {
   SCC_Array<int> b;
   b = src;
   a = src;
-  a = a;  // nothing
+  a = std::as_const(a);  // itself: nothing
   EXPECT_EQ(Values(a), Values(src));
   EXPECT_TRUE(src.IsShared());
   a.Clear();  // the others keep the buffer
@@ -379,7 +379,7 @@ TEST(ArrayTest, NotificationOrderAndPayloads) {
 
   SCC_Array<int> other{1};
   a = other;
-  a = a;
+  a = std::as_const(a);
   EXPECT_EQ(rec.Take(), (std::vector<Notice>{{5, 0, 0, 0, 1}}));
   a.Clear();
   a.Clear();  // no buffer: nothing

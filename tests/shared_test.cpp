@@ -58,10 +58,12 @@ TEST(SharedTest, LastPointerDeletesThroughTheVirtualDestructor) {
   EXPECT_EQ(Counted::live, 1);
   Counted* raw = p;
   p.Reset(raw);
-  p = p;
+  SCC_SharedPointer<Counted>& alias = p;
+  p = alias;
   SCC_SharedPointer<Counted> other;
   other = std::move(p);
-  other = std::move(other);
+  SCC_SharedPointer<Counted>& self = other;
+  other = std::move(self);
   EXPECT_EQ(Counted::live, 1);
   EXPECT_EQ(other->value, 2);
   EXPECT_EQ(raw->GetRefCount(), 1);
