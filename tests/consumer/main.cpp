@@ -1,7 +1,10 @@
-// A program outside the library's tree, built against the installed package.
+// A program outside the library's tree, built against the installed package: the
+// README's example.
 #include <brixsys.h>
 
 int main() {
-  // Without a live manager a failed check returns 0 and notifies nobody.
-  return SSM_AssertFailed("", "consumer", 1, SSM_Check, 0) == 0 ? 0 : 1;
+  SSM manager;  // the process's assertion manager
+  SYS_String name("board");
+  name << '-' << 7L;  // "board-7"
+  return name.Match("b*-[0-9]") ? 0 : 1;
 }
