@@ -130,7 +130,8 @@ class BRIX_API DAPolygon {
   /// edge (and for an index out of range).
   double GetRadius(int i) const;
   /// Demotes every arc whose ends coincide but that is not a full circle to a straight
-  /// edge. Returns 0 when anything was demoted, else 1.
+  /// edge. Returns 0 when any vertex repeats its predecessor other than as a full circle (a
+  /// repeated straight vertex too, although nothing is demoted: intended), else 1.
   int CheckArcs();
   /// The box of the vertices widened by the axis extremes that the arcs pass; the invalid
   /// box (+limit, +limit, -limit, -limit) for an outline without vertices.
