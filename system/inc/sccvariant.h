@@ -84,7 +84,13 @@ class BRIX_API SCC_Variant {
 
   /// Compares by the superior type of the two: as longs, as doubles (exactly) or as texts
   /// (case-sensitively). Two empty variants are equal; empty never equals a value.
-  int operator==(const SCC_Variant& other) const;
+  int operator==(const SCC_Variant& other) const {
+    if (m_type == other.m_type) {  // the common case, inline
+      if (m_type == TypeLong) return m_long == other.m_long;
+      if (m_type == TypeDouble) return m_double == other.m_double;
+    }
+    return Equals(other);
+  }
   int operator!=(const SCC_Variant& other) const { return !(*this == other); }
 
   /// Checks the value against a range or length specification and returns 1 (valid) or 0.
@@ -109,6 +115,8 @@ class BRIX_API SCC_Variant {
   }
 
  private:
+  // operator== for every pair of tags.
+  int Equals(const SCC_Variant& other) const;
   // The number behind a double or a text; 0.0 for a text that does not read.
   double NumberValue() const;
 

@@ -86,7 +86,7 @@ SCC_Variant::operator const SYS_String() const {
   }
 }
 
-int SCC_Variant::operator==(const SCC_Variant& other) const {
+int SCC_Variant::Equals(const SCC_Variant& other) const {
   if (m_type == TypeEmpty && other.m_type == TypeEmpty) return 1;
   switch (GetSuperiorType(other.m_type)) {
     case TypeLong:
