@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <numbers>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "daregion.h"
@@ -134,7 +135,7 @@ TEST(RegionTest, StorageAddInsertAndCapacity) {
   DAPolygon copy(p);  // deep: changing the copy leaves the original alone
   copy.GetEdge(0)->x = 100;
   EXPECT_EQ(p.GetEdge(0)->x, 8);
-  copy = copy;
+  copy = std::as_const(copy);  // itself
   EXPECT_EQ(copy.GetEdge(0)->x, 100);
 
   const int capacity = p.GetEdgeCapacity();
@@ -604,7 +605,7 @@ TEST(RegionTest, RegionListFlagsBoxAndChecks) {
   EXPECT_EQ(Image(copy), Image(r));
   copy.GetFirstPolygon()->GetEdge(0)->x = 999;
   EXPECT_EQ(r.GetFirstPolygon()->GetEdge(0)->x, 0);
-  copy = copy;
+  copy = std::as_const(copy);  // itself
   EXPECT_EQ(copy.GetPolygonNumber(), 4);
   copy.Clear();
   EXPECT_EQ(copy.GetPolygonNumber(), 0);
