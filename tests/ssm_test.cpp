@@ -118,6 +118,20 @@ TEST(SsmNoManagerTest, AssignmentSharesTheState) {
   delete b;
 }
 
+TEST(SsmNoManagerTest, HookDestroyingItsManager) {
+  static SSM* doomed;
+  doomed = new SSM;
+  SCC_EventHook<int> destroy(+[](int, int* data) {
+    reinterpret_cast<Data*>(data)->action = SSM::ActionThrow;
+    delete doomed;
+    return 0;
+  });
+  doomed->HookAssertFailed(&destroy);
+  // The handling finishes on the state it holds and throws nothing into freed memory.
+  EXPECT_EQ(SSM_AssertFailed("m", "d", 1, SSM_Check, 0), 1);
+  EXPECT_EQ(SSM::GetManager(), nullptr);
+}
+
 TEST_F(SsmTest, OneEntryPerSite) {
   EXPECT_TRUE(Check("first", "system/scc/SCC_Array", 530, SSM_Check, 4));
   EXPECT_TRUE(Check("second", "system/scc/SCC_Array", 530, SSM_Check, 9));

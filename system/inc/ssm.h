@@ -100,6 +100,9 @@ class BRIX_API SSM {
 
  private:
   struct State;
+  static int Handle(State* s, const char* message, const char* file, int line, SSM_FailureType type,
+                    int id);
+  static void ThrowFor(State* s);
   static void Release(State* state);
 
   State* m_state;

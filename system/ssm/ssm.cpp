@@ -64,8 +64,13 @@ void SSM::Release(State* state) {
 
 int SSM::AssertFailed(const char* message, const char* file, int line, SSM_FailureType type,
                       int id) {
-  // The state stays alive even if a hook destroys this manager meanwhile.
-  State* const s = m_state;
+  return Handle(m_state, message, file, line, type, id);
+}
+
+// Works on the state rather than on the manager: a hook may destroy the manager, and the
+// reference taken here keeps the state alive until the handling is over.
+int SSM::Handle(State* s, const char* message, const char* file, int line, SSM_FailureType type,
+                int id) {
   ++s->refs;
   ++s->depth;
   s->pendingFatal = nullptr;
@@ -133,9 +138,9 @@ int SSM::AssertFailed(const char* message, const char* file, int line, SSM_Failu
         s->pendingFatal = &entry;
         break;
       default:
-        if (!AssertFailed("Assert handler encountered invalid action code.", kSelf,
-                          kInvalidActionLine, SSM_InternalError, 0))
-          Throw();
+        if (!Handle(s, "Assert handler encountered invalid action code.", kSelf, kInvalidActionLine,
+                    SSM_InternalError, 0))
+          ThrowFor(s);
         break;
     }
   }
@@ -158,9 +163,11 @@ int SSM::AssertFailed(const char* message, const char* file, int line, SSM_Failu
   return result;
 }
 
-void SSM::Throw() {
-  if (m_state->pendingFatal) throw FatalException(m_state->pendingFatal);
-  if (AssertData* current = m_state->current.GetValuePtr()) throw current;
+void SSM::Throw() { ThrowFor(m_state); }
+
+void SSM::ThrowFor(State* s) {
+  if (s->pendingFatal) throw FatalException(s->pendingFatal);
+  if (AssertData* current = s->current.GetValuePtr()) throw current;
 }
 
 SSM* SSM::GetManager() { return Instance; }
