@@ -137,7 +137,11 @@ class BRIX_API SYS_String {
   int Find(char ch, int start = 0) const;
   /// First occurrence of `sub` at or after `start`; `start` must be 0 to length - 1,
   /// so nothing is ever found in an empty string.
-  int Find(const char* sub, int start = 0) const;
+  int Find(const char* sub, int start = 0) const {
+    // By design a start at the length fails, even for an empty `sub`.
+    if (!sub || start < 0 || start >= GetLength()) return -1;
+    return FindBytes(sub, LengthOf(sub), start);
+  }
   /// First character at or after `start` (0 to length) that occurs in `set`.
   int FindOneOf(const char* set, int start = 0) const;
   /// Last `ch` at or before `start` (0 to length - 1, or -2 for the last byte).
@@ -333,6 +337,8 @@ class BRIX_API SYS_String {
   }
   // AppendBytes when the buffer is shared or too small.
   SYS_String& AppendGrow(const char* text, int length);
+  // Find(sub, start) with the length of `sub` known and `start` checked.
+  int FindBytes(const char* sub, int subLength, int start) const;
   // Replace(pos, count, text) with the length of `text` known.
   void ReplaceBytes(int pos, int count, const char* text, int length);
   // The length of a text, computed inline so that literals fold to constants.

@@ -113,12 +113,10 @@ int SYS_String::Find(char ch, int start) const {
   return ch == '\0' ? length : -1;
 }
 
-int SYS_String::Find(const char* sub, int start) const {
-  const int length = GetLength();
-  if (!sub || start < 0 || start >= length) return -1;  // by design a start at the length fails
-  const std::size_t subLength = std::strlen(sub);
+int SYS_String::FindBytes(const char* sub, int subLength, int start) const {
   if (subLength == 0) return start;
-  return FindText(m_pch, length, start, sub, subLength, brixsys_internal::CurrentMbMode());
+  return FindText(m_pch, GetLength(), start, sub, static_cast<std::size_t>(subLength),
+                  brixsys_internal::CurrentMbMode());
 }
 
 int SYS_String::FindOneOf(const char* set, int start) const {
