@@ -139,6 +139,9 @@ TEST(HashMapTest, BasicOperations) {
   EXPECT_EQ(map.GetValueAt(beta), nullptr);
   map.SetAt("beta", 5);  // re-inserted at the end
   EXPECT_EQ(Keys(map), (std::vector<std::string>{"alpha", "gamma", "beta"}));
+  EXPECT_EQ(map.RemoveHandle(map.GetHandle("gamma")), 1);
+  for (long bad : {0L, -1L, 99L}) EXPECT_EQ(map.RemoveHandle(bad), 0);
+  EXPECT_EQ(Keys(map), (std::vector<std::string>{"alpha", "beta"}));
 
   EXPECT_EQ(map.Find("alph"), nullptr);  // keys are whole texts
   EXPECT_EQ(map.Find(""), nullptr);
