@@ -11,6 +11,8 @@
 #include "sccarray.h"
 #include "sccstack.h"
 #include "scchash.h"
+#include "sccslist.h"
+#include "sccdlist.h"
 #include "sysfilter.h"
 #include "sysgeom.h"
 #include "systransform.h"
@@ -20,3 +22,4 @@
 #include "sfm.h"
 #include "sfmfile.h"
 #include "sfmmsgdb.h"
+#include "daregion.h"
