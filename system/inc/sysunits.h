@@ -41,7 +41,7 @@ class BRIX_API SYS_StdInterface {
   /// Moves to handle 1, or to 0 when there are no handles; returns the handle.
   virtual int GetFirst(void* source) { return m_handle = m_maxHandle > 0 ? 1 : 0; }
   /// Moves to the next handle, or to 0 past the maximum; returns the handle.
-  virtual int GetNext() { return m_handle = m_handle + 1 > m_maxHandle ? 0 : m_handle + 1; }
+  virtual int GetNext() { return m_handle = m_handle >= m_maxHandle ? 0 : m_handle + 1; }
   /// Called when the enumerated storage moved; the base keeps nothing to update.
   virtual void OnUpdatePointers(void* source) {}
 
