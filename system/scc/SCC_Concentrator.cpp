@@ -107,7 +107,10 @@ void SCC_EventConcentratorImpl::EndRelay() {
   const int wanted = m_stack.empty() || m_stack.back().saved ? 1 : 0;
   if (wanted != IsEnabled()) Enable(wanted);
   // The outer relay's type comes back; after the last relay the type stays.
-  if (wanted && !m_stack.empty()) m_type = m_stack.back().type;
+  if (wanted && !m_stack.empty()) {
+    const DataItem& top = m_stack.back();
+    m_type = top.node ? top.node->m_type : top.type;  // the node may have been hooked anew
+  }
   DropRef();
 }
 
