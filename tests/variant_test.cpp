@@ -8,6 +8,9 @@
 #include "sccvariant.h"
 #include "ssm.h"
 
+// A tag and one 32-bit, one double and one string payload: small enough to pass around.
+static_assert(sizeof(SCC_Variant) == 24);
+
 namespace {
 
 std::string Text(const SCC_Variant& v) { return std::string(static_cast<const SYS_String>(v)); }
