@@ -445,25 +445,15 @@ TEST(StringTest, CompareAlNumNaturalOrder) {
     const char *a, *b;
     int expected;
   };
+  // clang-format off
   const Case cases[] = {
-      {"a10", "a9", 1},
-      {"a9", "a10", -1},
-      {"a01", "a1", 0},
-      {"a$", "a", 1},
-      {"a$", "ab", 1},
-      {"ab", "a$", -1},
-      {"$", "$", 0},
-      {"abc", "abd", -1},
-      {"abc", "ab", 1},
-      {"", "", 0},
-      {"", "a", -1},
-      {"x2y10", "x2y9", 1},
-      {"10", "9b", 1},
-      {"a1b", "a1c", -1},
-      {"\xE9", "z", 1},
-      {"a", nullptr, 1},
+      {"a10", "a9", 1}, {"a9", "a10", -1}, {"a01", "a1", 0}, {"a$", "a", 1},
+      {"a$", "ab", 1}, {"ab", "a$", -1}, {"$", "$", 0}, {"abc", "abd", -1},
+      {"abc", "ab", 1}, {"", "", 0}, {"", "a", -1}, {"x2y10", "x2y9", 1},
+      {"10", "9b", 1}, {"a1b", "a1c", -1}, {"\xE9", "z", 1}, {"a", nullptr, 1},
       {"99999999999999999999", "99999999999999999998", 0},  // both saturate
   };
+  // clang-format on
   for (const Case& c : cases)
     EXPECT_EQ(SYS_String(c.a).CompareAlNum(c.b), c.expected)
         << c.a << " vs " << (c.b ? c.b : "null");
@@ -532,36 +522,17 @@ TEST(StringTest, MatchTable) {
     const char *text, *pattern;
     int expected;
   };
+  // clang-format off
   const Case cases[] = {
-      {"", "", 1},
-      {"", "*", 1},
-      {"", "?", 0},
-      {"abc", "abc", 1},
-      {"abc", "ab", 0},
-      {"abc", "a*", 1},
-      {"abc", "*c", 1},
-      {"abc", "a?c", 1},
-      {"abc", "*b*", 1},
-      {"abc", "**a**c**", 1},
-      {"abc", "A*", 0},
-      {"b", "[a-c]", 1},
-      {"d", "[a-c]", 0},
-      {"d", "[!a-c]", 1},
-      {"b", "[^a-c]", 0},
-      {"-", "[-a]", 1},
-      {"]", "[\\]]", 1},
-      {"*", "\\*", 1},
-      {"x", "\\*", 0},
-      {"a\\", "a\\", 1},
-      {"ab", "[a", 0},
-      {"a", "[]", 0},
-      {"a", "[a-", 0},
-      {"?", "[?*]", 1},
-      {"mississippi", "m*iss*ppi", 1},
-      {"mississippi", "m*iss*x", 0},
-      {"file.txt", "*.[tT][xX][tT]", 1},
-      {"c", "[a-bc]", 1},
+      {"", "", 1}, {"", "*", 1}, {"", "?", 0}, {"abc", "abc", 1},
+      {"abc", "ab", 0}, {"abc", "a*", 1}, {"abc", "*c", 1}, {"abc", "a?c", 1},
+      {"abc", "*b*", 1}, {"abc", "**a**c**", 1}, {"abc", "A*", 0}, {"b", "[a-c]", 1},
+      {"d", "[a-c]", 0}, {"d", "[!a-c]", 1}, {"b", "[^a-c]", 0}, {"-", "[-a]", 1},
+      {"]", "[\\]]", 1}, {"*", "\\*", 1}, {"x", "\\*", 0}, {"a\\", "a\\", 1},
+      {"ab", "[a", 0}, {"a", "[]", 0}, {"a", "[a-", 0}, {"?", "[?*]", 1},
+      {"mississippi", "m*iss*ppi", 1}, {"mississippi", "m*iss*x", 0}, {"file.txt", "*.[tT][xX][tT]", 1}, {"c", "[a-bc]", 1},
   };
+  // clang-format on
   for (const Case& c : cases) {
     EXPECT_EQ(SYS_String(c.text).Match(c.pattern), c.expected) << c.text << " ~ " << c.pattern;
     EXPECT_EQ(SYS_StrPattern(c.pattern).Match(c.text), c.expected) << c.text << " ~ " << c.pattern;
@@ -715,17 +686,13 @@ TEST(StringTest, ExtractionOperators) {
   struct Case {
     const char *text, *token, *rest;
   };
+  // clang-format off
   const Case tokens[] = {
-      {"\"ab\"cd", "ab", "\"cd"},
-      {"x\"\"y", "x\"\"y", ""},
-      {"plain", "plain", ""},
-      {"\"open", "open", ""},
-      {"a\"b", "a", "\"b"},
-      {"\"\"", "\"\"", ""},
-      {"\"", "", ""},
-      {"", "", ""},
-      {"\"a\"\"b\" rest", "a\"\"b", "\" rest"},
+      {"\"ab\"cd", "ab", "\"cd"}, {"x\"\"y", "x\"\"y", ""}, {"plain", "plain", ""},
+      {"\"open", "open", ""}, {"a\"b", "a", "\"b"}, {"\"\"", "\"\"", ""}, {"\"", "", ""},
+      {"", "", ""}, {"\"a\"\"b\" rest", "a\"\"b", "\" rest"},
   };
+  // clang-format on
   for (const Case& c : tokens) {
     SYS_String token("stale");
     const SYS_String source(c.text);
