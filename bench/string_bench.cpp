@@ -2,6 +2,8 @@
 // appending, and the wildcard matcher on an adversarial pattern.
 #include <benchmark/benchmark.h>
 
+#include <fnmatch.h>
+
 #include <charconv>
 #include <string>
 
@@ -175,6 +177,19 @@ void BM_MatchAdversarial(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(text.Match("*a*a*a*a*a*a*a*a*a*b"));
 }
 BENCHMARK(BM_MatchAdversarial)->Arg(10000)->Unit(benchmark::kMicrosecond);
+
+// The C library's matcher on the same input, for scale.
+void BM_MatchAdversarialFnmatch(benchmark::State& state) {
+  const std::string text(static_cast<std::size_t>(state.range(0)), 'a');
+  for (auto _ : state) benchmark::DoNotOptimize(fnmatch("*a*a*a*a*a*a*a*a*a*b", text.c_str(), 0));
+}
+BENCHMARK(BM_MatchAdversarialFnmatch)->Arg(10000)->Unit(benchmark::kMicrosecond);
+
+void BM_MatchFileNameFnmatch(benchmark::State& state) {
+  const std::string text("board_revision_12_final.pcbdoc");
+  for (auto _ : state) benchmark::DoNotOptimize(fnmatch("*_[0-9][0-9]_*.pcb*", text.c_str(), 0));
+}
+BENCHMARK(BM_MatchFileNameFnmatch);
 
 void BM_MatchFileName(benchmark::State& state) {
   const SYS_String text("board_revision_12_final.pcbdoc");

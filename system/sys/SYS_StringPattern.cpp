@@ -22,8 +22,18 @@ struct Char {
   std::size_t n;
 };
 
+// Length of the character at `p`; single bytes are settled without a call.
+inline std::size_t CharLen(const char* p, std::size_t avail, MbMode mode) {
+  return mode == MbMode::Single || static_cast<unsigned char>(*p) < 0x80
+             ? 1
+             : MbCharLen(p, avail, mode);
+}
+
 // Multibyte characters order by their bytes (unsigned), which is code point order in UTF-8.
 int CompareChars(Char a, Char b) {
+  if (a.n == 1 && b.n == 1)
+    return static_cast<int>(static_cast<unsigned char>(*a.p)) -
+           static_cast<int>(static_cast<unsigned char>(*b.p));
   const int bytes = std::memcmp(a.p, b.p, a.n < b.n ? a.n : b.n);
   if (bytes != 0) return bytes;
   return a.n == b.n ? 0 : (a.n < b.n ? -1 : 1);
@@ -40,7 +50,7 @@ bool ReadElement(const char* pat, std::size_t m, std::size_t& q, Char& out, MbMo
     }
     ++q;
   }
-  out = {pat + q, MbCharLen(pat + q, m - q, mode)};
+  out = {pat + q, CharLen(pat + q, m - q, mode)};
   q += out.n;
   return true;
 }
@@ -106,7 +116,7 @@ bool TokenMatches(const char* pat, std::size_t m, std::size_t pi, Char c, MbMode
       if (pi + 1 < m) ++pi;  // a lone "\" at the very end stands for itself
       [[fallthrough]];
     default: {
-      const Char literal{pat + pi, MbCharLen(pat + pi, m - pi, mode)};
+      const Char literal{pat + pi, CharLen(pat + pi, m - pi, mode)};
       *next = pi + literal.n;
       return CompareChars(literal, c) == 0;
     }
@@ -127,7 +137,7 @@ int MatchWildcard(const char* text, std::size_t n, const char* pat, std::size_t 
         starT = ti;
         continue;
       }
-      const Char c{text + ti, MbCharLen(text + ti, n - ti, mode)};
+      const Char c{text + ti, CharLen(text + ti, n - ti, mode)};
       std::size_t next = 0;
       if (TokenMatches(pat, m, pi, c, mode, &next)) {
         pi = next;
@@ -136,7 +146,17 @@ int MatchWildcard(const char* text, std::size_t n, const char* pat, std::size_t 
       }
     }
     if (starP == kNone) return 0;
-    starT += MbCharLen(text + starT, n - starT, mode);
+    if (starP == m) return 1;  // a final star takes the rest
+    starT += CharLen(text + starT, n - starT, mode);
+    const unsigned char next = static_cast<unsigned char>(pat[starP]);
+    if (starT < n && next != '?' && next != '[' && next != '\\' && next != '*' &&
+        (mode == MbMode::Single || (mode == MbMode::Utf8 && next < 0x80))) {
+      // The star must absorb up to the next occurrence of the plain byte after it;
+      // that byte always starts a character in these code pages.
+      const void* hit = std::memchr(text + starT, next, n - starT);
+      if (!hit) return 0;
+      starT = static_cast<std::size_t>(static_cast<const char*>(hit) - text);
+    }
     ti = starT;
     pi = starP;
   }
@@ -160,7 +180,7 @@ int SYS_String::IsValidPattern(int* error) const noexcept {
       i = end;
     } else {
       if (pat[i] == '\\' && i + 1 < m) ++i;  // an escaped "[" opens no class
-      i += MbCharLen(pat + i, m - i, mode);
+      i += CharLen(pat + i, m - i, mode);
     }
   }
   if (error) *error = code;
