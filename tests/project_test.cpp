@@ -504,6 +504,7 @@ TEST_F(ProjectTest, FailedUpgradeForgetsTheProject) {
   EXPECT_FALSE(writer.IsValid());
   EXPECT_EQ(SFM_ProjectFile::IsLockW(), 0);
   EXPECT_STREQ(SFM_ProjectFile::GetProjectFileName(), "");
+  EXPECT_FALSE(fsys::exists(info_));  // it no longer names us
   holder.Ask("closeall");
   EXPECT_TRUE(CanOpen({kRW, kShareNone}));
 }

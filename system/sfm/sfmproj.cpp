@@ -221,6 +221,8 @@ int SFM_ProjectFile::Relock(bool exclusive) {
                              brix::share::kOpenAlways);
   if (fd == -1) {
     // By design the process forgets its project when it cannot take the lock back.
+    // Its information file goes too: it would name us as the holder.
+    DeleteTempFile();
     s.flags &= ~(kWriteLocked | kReadWriteLocked);
     s.projectName.Empty();
     return 0;
@@ -281,7 +283,7 @@ void SFM_ProjectFile::DeleteTempFile() {
   State& s = S();
   if (!(s.flags & kInfoWritten)) return;
   s.flags &= ~kInfoWritten;
-  RemoveInfoFile(s.projectName);
+  if (!s.projectName.IsEmpty()) RemoveInfoFile(s.projectName);
 }
 
 void SFM_ProjectFile::GetInfo() {
