@@ -178,6 +178,14 @@ void BM_MatchAdversarial(benchmark::State& state) {
 }
 BENCHMARK(BM_MatchAdversarial)->Arg(10000)->Unit(benchmark::kMicrosecond);
 
+// The same with a class after the last star, so no byte can be searched for and
+// every position is tried: the general quadratic bound.
+void BM_MatchAdversarialClass(benchmark::State& state) {
+  const SYS_String text('a', static_cast<int>(state.range(0)));
+  for (auto _ : state) benchmark::DoNotOptimize(text.Match("*a*a*a*a*a*a*a*a*a*[b]"));
+}
+BENCHMARK(BM_MatchAdversarialClass)->Arg(10000)->Unit(benchmark::kMicrosecond);
+
 // The C library's matcher on the same input, for scale.
 void BM_MatchAdversarialFnmatch(benchmark::State& state) {
   const std::string text(static_cast<std::size_t>(state.range(0)), 'a');
