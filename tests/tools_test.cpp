@@ -1,0 +1,339 @@
+// tools_test.cpp - runs brixmsg and brixregion on files in a temporary directory.
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "daregion.h"
+#include "gmock/gmock.h"
+#include "gtest/gtest.h"
+#include "sfmmsgdb.h"
+
+extern char** environ;
+
+namespace {
+
+using ::testing::HasSubstr;
+
+#if defined(BRIXMSG_PATH) && defined(BRIXREGION_PATH)
+constexpr const char* kBrixmsg = BRIXMSG_PATH;
+constexpr const char* kBrixregion = BRIXREGION_PATH;
+#else
+constexpr const char* kBrixmsg = nullptr;
+constexpr const char* kBrixregion = nullptr;
+#endif
+
+struct Result {
+  int exit = -1;
+  std::string out;
+  std::string err;
+};
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+void WriteFile(const std::string& path, const std::string& data) {
+  std::ofstream(path, std::ios::binary) << data;
+}
+
+class ToolsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!kBrixmsg) GTEST_SKIP() << "the programs under tools/ are not built";
+    char pattern[] = "/tmp/brix_tools.XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    dir_ = pattern;
+  }
+  void TearDown() override {
+    if (!dir_.empty()) std::filesystem::remove_all(dir_);
+  }
+
+  std::string Path(const std::string& name) const { return dir_ + "/" + name; }
+
+  // Runs `program` with `args`, standard input from `input` (a path, or none), and
+  // collects its exit status and both outputs.
+  Result Run(const char* program, std::vector<std::string> args, const std::string& input = "") {
+    std::vector<char*> argv{const_cast<char*>(program)};
+    for (std::string& a : args) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    std::string out = Path(".stdout"), err = Path(".stderr");
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, input.empty() ? "/dev/null" : input.c_str(),
+                                     O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    Result r;
+    pid_t pid;
+    int spawned = posix_spawn(&pid, program, &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    EXPECT_EQ(spawned, 0) << program;
+    if (spawned != 0) return r;
+    int status = 0;
+    waitpid(pid, &status, 0);
+    r.exit = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    r.out = ReadFile(out);
+    r.err = ReadFile(err);
+    return r;
+  }
+
+  std::string dir_;
+};
+
+// Two rejected lines, a repeated section name, a key given twice, an empty section, a
+// protected trailing blank and messages before the first section.
+constexpr char kMessages[] =
+    "; texts of the editor\n"
+    "1:Hello\n"
+    "2:World  $\n"
+    "[Editor]\n"
+    "1:Undo\n"
+    "2:Redo\n"
+    " 3:indented\n"
+    "[broken\n"
+    "[editor]\n"
+    "5:Five\n"
+    "[Empty]\n"
+    "[Net]\n"
+    "-3:minus three\n"
+    "7:seven\n"
+    "7:SEVEN\n";
+
+TEST_F(ToolsTest, MessageCheckReportsRejectedLinesAndRepeats) {
+  WriteFile(Path("app.msg"), kMessages);
+  Result r = Run(kBrixmsg, {"check", Path("app.msg")});
+  EXPECT_EQ(r.exit, 1);
+  std::string file = Path("app.msg");
+  EXPECT_EQ(r.out, file + "(7) : leading blanks are not allowed\n" + file +
+                       "(8) : invalid section : \"[broken\"\n" + file +
+                       " : warning : section \"editor\" repeats an earlier name; lookups by name "
+                       "find the first\n" +
+                       file + " : warning : key 24 is given 2 times; the last text wins\n" + file +
+                       ": 4 sections, 8 messages, 2 rejected lines, 2 warnings\n");
+
+  // Warnings alone do not fail a check.
+  WriteFile(Path("clean.msg"), "[A]\n1:x\n[a]\n");
+  r = Run(kBrixmsg, {"check", Path("clean.msg")});
+  EXPECT_EQ(r.exit, 0);
+  EXPECT_THAT(r.out, HasSubstr(": 2 sections, 1 message, 0 rejected lines, 1 warning\n"));
+}
+
+TEST_F(ToolsTest, MessageSectionsAndDumpAgreeWithTheDatabase) {
+  WriteFile(Path("app.msg"), kMessages);
+  SFM_MessageDB db(Path("app.msg").c_str(), 0);
+  ASSERT_TRUE(db.IsValid());
+
+  Result r = Run(kBrixmsg, {"sections", Path("app.msg")});
+  EXPECT_EQ(r.exit, 0);
+  EXPECT_THAT(r.err, HasSubstr("2 lines rejected"));
+  std::istringstream lines(r.out);
+  std::vector<std::pair<std::string, long>> listed;  // name, base
+  std::string name;
+  long base, count;
+  while (lines >> name >> base >> count) listed.emplace_back(name, base);
+  ASSERT_EQ(listed.size(), 4u) << r.out;
+  EXPECT_EQ(listed[0], std::make_pair(std::string("Editor"), db.GetSectionBase("Editor")));
+  EXPECT_EQ(listed[2], std::make_pair(std::string("Empty"), db.GetSectionBase("Empty")));
+  EXPECT_EQ(listed[3], std::make_pair(std::string("Net"), db.GetSectionBase("Net")));
+  // The repeated name is reached only by key: its header key gives its name back.
+  EXPECT_EQ(listed[1].first, "editor");
+  EXPECT_STREQ(db.getTxt(-listed[1].second), "editor");
+
+  r = Run(kBrixmsg, {"dump", Path("app.msg")});
+  EXPECT_EQ(r.exit, 0);
+  EXPECT_EQ(r.out,
+            "1\t1\tHello\n2\t2\tWorld  \n"
+            "[Editor] base 4\n5\t1\tUndo\n6\t2\tRedo\n"
+            "[editor] base 8\n13\t5\tFive\n"
+            "[Empty] base 15\n"
+            "[Net] base 17\n14\t-3\tminus three\n24\t7\tSEVEN\n");
+  // Every dumped key reads back the dumped text.
+  std::istringstream dumped(r.out);
+  for (std::string line; std::getline(dumped, line);) {
+    if (line[0] == '[') continue;
+    long key = std::stol(line);
+    EXPECT_EQ(std::string(db.getTxt(key)), line.substr(line.rfind('\t') + 1)) << line;
+  }
+
+  r = Run(kBrixmsg, {"dump", Path("app.msg"), "NET"});
+  EXPECT_EQ(r.out, "[Net] base 17\n14\t-3\tminus three\n24\t7\tSEVEN\n");
+  r = Run(kBrixmsg, {"dump", Path("app.msg"), "Nowhere"});
+  EXPECT_EQ(r.exit, 1);
+  EXPECT_THAT(r.err, HasSubstr("no section \"Nowhere\""));
+}
+
+TEST_F(ToolsTest, MessageGetByKeyAndBySection) {
+  WriteFile(Path("app.msg"), kMessages);
+  struct Case {
+    const char* key;
+    int exit;
+    const char* out;
+  } cases[] = {
+      {"2", 0, "World  \n"}, {"editor:2", 0, "Redo\n"},
+      {"EDITOR:5", 1, ""},   {"Net:-3", 0, "minus three\n"},
+      {"-17", 0, "Net\n"},   {"99", 1, ""},
+      {"Nowhere:1", 1, ""},  {"x:y", 2, ""},
+      {"12a", 2, ""},        {"4294967297", 2, ""},
+  };
+  for (const Case& c : cases) {
+    Result r = Run(kBrixmsg, {"get", Path("app.msg"), c.key});
+    EXPECT_EQ(r.exit, c.exit) << c.key;
+    EXPECT_EQ(r.out, c.out) << c.key;
+    if (c.exit != 0) EXPECT_FALSE(r.err.empty()) << c.key;
+  }
+}
+
+TEST_F(ToolsTest, MessageSaveKeepsKeysAndTexts) {
+  WriteFile(Path("app.msg"), kMessages);
+  Result r = Run(kBrixmsg, {"save", Path("app.msg"), Path("out.msg")});
+  ASSERT_EQ(r.exit, 0) << r.err;
+  Result check = Run(kBrixmsg, {"check", Path("out.msg")});
+  EXPECT_EQ(check.exit, 0) << check.out;
+  EXPECT_EQ(Run(kBrixmsg, {"dump", Path("out.msg")}).out,
+            Run(kBrixmsg, {"dump", Path("app.msg")}).out);
+
+  r = Run(kBrixmsg, {"save", Path("app.msg"), Path("missing/dir/out.msg")});
+  EXPECT_EQ(r.exit, 1);
+  EXPECT_THAT(r.err, HasSubstr("cannot write"));
+  EXPECT_FALSE(std::filesystem::exists(Path("missing")));
+}
+
+TEST_F(ToolsTest, UsageAndFileErrors) {
+  WriteFile(Path("app.msg"), "1:x\n");
+  struct Case {
+    const char* program;
+    std::vector<std::string> args;
+    int exit;
+  } cases[] = {
+      {kBrixmsg, {}, 2},
+      {kBrixmsg, {"frobnicate", "x"}, 2},
+      {kBrixmsg, {"check"}, 2},
+      {kBrixmsg, {"get", Path("app.msg")}, 2},
+      {kBrixmsg, {"dump", Path("app.msg"), "a", "b"}, 2},
+      {kBrixmsg, {"--help"}, 0},
+      {kBrixmsg, {"check", Path("none.msg")}, 1},
+      {kBrixmsg, {"sections", dir_}, 1},
+      {kBrixregion, {}, 2},
+      {kBrixregion, {"show"}, 2},
+      {kBrixregion, {"circle", "0", "0", "0", Path("c.img")}, 2},
+      {kBrixregion, {"circle", "0", "0", "1 mm", Path("c.img")}, 2},
+      {kBrixregion, {"circle", "1066800000", "0", "1", Path("c.img")}, 2},
+      {kBrixregion, {"circle", "0", "0", "0.0001um", Path("c.img")}, 2},
+      {kBrixregion, {"approx", Path("c.img"), "-1"}, 2},
+      {kBrixregion, {"approx", Path("c.img"), "0x10"}, 2},
+      {kBrixregion, {"show", Path("none.img")}, 1},
+      {kBrixregion, {"circle", "0", "0", "1", Path("missing/c.img")}, 1},
+      {kBrixregion, {"--help"}, 0},
+  };
+  for (const Case& c : cases) {
+    Result r = Run(c.program, c.args);
+    std::string what = std::string(c.program) + " " + ::testing::PrintToString(c.args);
+    EXPECT_EQ(r.exit, c.exit) << what;
+    if (c.exit == 2) EXPECT_THAT(r.err, HasSubstr("usage:")) << what;
+    if (c.exit == 0) EXPECT_THAT(r.out, HasSubstr("usage:")) << what;
+  }
+  EXPECT_FALSE(std::filesystem::exists(Path("c.img")));
+}
+
+TEST_F(ToolsTest, CircleImageShowsAndApproximates) {
+  Result r = Run(kBrixregion, {"circle", "1mm", "-2mm", "0.5mm", Path("c.img")});
+  ASSERT_EQ(r.exit, 0) << r.err;
+  std::string image = ReadFile(Path("c.img"));
+  DARegion region;
+  ASSERT_EQ(region.LoadImage0(image.data(), image.size()), int(image.size()));
+  ASSERT_TRUE(region.GetFirstPolygon()->IsCircle());
+
+  r = Run(kBrixregion, {"show", Path("c.img")});
+  EXPECT_EQ(r.exit, 0);
+  EXPECT_EQ(r.out,
+            "region: 1 polygon, 76 bytes\n"
+            "polygon 0: circle, flag 2, width 0, 2 vertices, 1 arc\n"
+            "  box (750000, -3750000) - (2250000, -2250000)\n"
+            "  vertex 0: (1500000, -3750000)\n"
+            "  vertex 1: (1500000, -3750000) along arc 0, radius 750000\n"
+            "  arc 0: centre (1500000, -3000000), start -162000000 (-90 deg), end 486000000 "
+            "(270 deg)\n");
+
+  // The counts are the library's, for the default and a finer tolerance.
+  for (std::string tolerance : {"0", "1um", "100"}) {
+    DAPolygon chords;
+    chords.Approximate(*region.GetFirstPolygon(), tolerance == "1um" ? 1500 : std::stoi(tolerance),
+                       0, 1);
+    std::string count = std::to_string(chords.GetEdgeCount());
+    r = Run(kBrixregion, {"approx", Path("c.img"), tolerance});
+    EXPECT_EQ(r.exit, 0) << tolerance;
+    EXPECT_EQ(r.out, "polygon 0: 2 -> " + count + " vertices\ntotal: 2 -> " + count + " vertices\n")
+        << tolerance;
+    EXPECT_GT(chords.GetEdgeCount(), 2);
+  }
+
+  // Standard output and standard input, with bytes after the image.
+  r = Run(kBrixregion, {"circle", "0", "0", "7", "-"});
+  WriteFile(Path("piped.img"), r.out + "tail");
+  r = Run(kBrixregion, {"show", "-"}, Path("piped.img"));
+  EXPECT_EQ(r.exit, 0);
+  EXPECT_THAT(r.out, HasSubstr("vertex 1: (0, -7) along arc 0, radius 7\n"));
+  EXPECT_THAT(r.err, HasSubstr("4 bytes after the image ignored"));
+}
+
+TEST_F(ToolsTest, TruncatedOrInconsistentImagesAreRefused) {
+  ASSERT_EQ(Run(kBrixregion, {"circle", "0", "0", "1000", Path("c.img")}).exit, 0);
+  std::string image = ReadFile(Path("c.img"));
+  std::string bigger = image;
+  bigger[0] = char(bigger[0] + 4);  // declares 4 bytes more than the file holds
+  std::string badCount = image;
+  badCount[4] = 2;  // two polygons, one present
+  for (const std::string& bad :
+       {image.substr(0, 0), image.substr(0, 3), image.substr(0, 8), image.substr(0, 40),
+        image.substr(0, image.size() - 1), bigger, badCount}) {
+    WriteFile(Path("bad.img"), bad);
+    for (const char* command : {"show", "approx"}) {
+      std::vector<std::string> args{command, Path("bad.img")};
+      if (std::string(command) == "approx") args.push_back("0");
+      Result r = Run(kBrixregion, args);
+      EXPECT_EQ(r.exit, 1) << command << " on " << bad.size() << " bytes";
+      EXPECT_EQ(r.out, "") << command;
+      EXPECT_THAT(r.err, HasSubstr("not a region image, or its declared lengths do not fit its " +
+                                   std::to_string(bad.size()) + " bytes"));
+    }
+  }
+}
+
+TEST_F(ToolsTest, ShowNamesOddEdgesAndFlags) {
+  DAPolygon p;
+  p.SetFlag(DAPolygonFlag(7));
+  p.SetWidth(300);
+  p.Add(ArcPolyEdge(0, 0));
+  p.Add(ArcPolyEdge(100, 0, 4));  // names an arc that does not exist
+  p.Add(ArcPolyEdge(100, 100));
+  DARegion region;
+  region.Add(p);
+  region.Add(DAPolygon());
+  std::string image(size_t(region.GetImageLength()), '\0');
+  region.CreateImage(image.data());
+  WriteFile(Path("odd.img"), image);
+
+  Result r = Run(kBrixregion, {"show", Path("odd.img")});
+  EXPECT_EQ(r.exit, 0) << r.err;
+  EXPECT_EQ(r.out, "region: 2 polygons, " + std::to_string(image.size()) +
+                       " bytes\n"
+                       "polygon 0: flag 7, width 300, 3 vertices, 0 arcs\n"
+                       "  box (0, 0) - (100, 100)\n"
+                       "  vertex 0: (0, 0)\n"
+                       "  vertex 1: (100, 0) names arc 4, which does not exist: straight\n"
+                       "  vertex 2: (100, 100)\n"
+                       "polygon 1: flag 2, width 0, 0 vertices, 0 arcs\n");
+}
+
+}  // namespace
