@@ -90,8 +90,8 @@ class BRIX_API SYS_String {
   // ---- Editing ----------------------------------------------------------------
 
   /// Deletes `count` bytes at `pos` and inserts `text` there. A negative `pos` is
-  /// 0 and one past the end appends; a negative `count` deletes nothing and one
-  /// past the end deletes to the end; a null `text` inserts nothing.
+  /// 0 and a `pos` past the end appends; a negative `count` deletes nothing and a
+  /// `count` reaching past the end deletes to the end; a null `text` inserts nothing.
   void Replace(int pos, int count, const char* text) {
     ReplaceBytes(pos, count, text, text ? LengthOf(text) : 0);
   }
@@ -177,7 +177,7 @@ class BRIX_API SYS_String {
 
   // ---- Append (each returns *this) ---------------------------------------------
 
-  SYS_String& operator<<(char ch);
+  SYS_String& operator<<(char ch) { return *this += ch; }
   SYS_String& operator<<(const char* text) {
     return text ? AppendBytes(text, LengthOf(text)) : *this;
   }
@@ -197,11 +197,12 @@ class BRIX_API SYS_String {
   }
   SYS_String& operator+=(char ch) {
     // Everything is read before the first store: a char store may alias any of it.
-    // The static empty buffer has no capacity, so it never takes this path.
+    // The static empty buffer has no capacity, so it never takes this path. The
+    // acquire pairs with the release of copies dropped on other threads.
     char* const data = m_pch;
     Rep* const rep = reinterpret_cast<Rep*>(data) - 1;
     const std::int32_t length = rep->length;
-    if (length < rep->capacity && rep->refs.load(std::memory_order_relaxed) == 1) {
+    if (length < rep->capacity && rep->refs.load(std::memory_order_acquire) == 1) {
       data[length] = ch;
       data[length + 1] = '\0';
       rep->length = length + 1;
@@ -327,7 +328,7 @@ class BRIX_API SYS_String {
     char* const data = m_pch;
     Rep* const rep = reinterpret_cast<Rep*>(data) - 1;
     const std::int32_t used = rep->length;
-    if (length <= rep->capacity - used && rep->refs.load(std::memory_order_relaxed) == 1) {
+    if (length <= rep->capacity - used && rep->refs.load(std::memory_order_acquire) == 1) {
       std::memcpy(data + used, text, static_cast<std::size_t>(length));
       data[used + length] = '\0';
       rep->length = used + length;

@@ -390,8 +390,6 @@ int SYS_String::CompareNoCase(const char* other) const noexcept {
 
 // ---- Appends ------------------------------------------------------------------
 
-SYS_String& SYS_String::operator<<(char ch) { return *this += ch; }
-
 SYS_String& SYS_String::operator+=(const SYS_String& text) {
   if (IsEmpty()) {
     *this = text;  // share instead of copying
