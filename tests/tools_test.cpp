@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -308,6 +309,28 @@ TEST_F(ToolsTest, TruncatedOrInconsistentImagesAreRefused) {
                                    std::to_string(bad.size()) + " bytes"));
     }
   }
+}
+
+TEST_F(ToolsTest, ApproxRefusesResultsTooLargeToUse) {
+  // Arcs whose angles are not finite get the most chords an arc can have.
+  DAPolygon p;
+  for (int i = 0; i < 10; ++i) {
+    p.Add(ArcPolyArc(0, 0, std::nan(""), std::nan("")));
+    p.Add(ArcPolyEdge(i * 10, 0, i));
+  }
+  DARegion region;
+  region.Add(p);
+  std::string image(size_t(region.GetImageLength()), '\0');
+  region.CreateImage(image.data());
+  WriteFile(Path("nan.img"), image);
+
+  Result r = Run(kBrixregion, {"approx", Path("nan.img"), "0"});
+  EXPECT_EQ(r.exit, 1);
+  EXPECT_EQ(r.out, "");
+  EXPECT_THAT(r.err, HasSubstr("polygon 0 would need 10000000 vertices or more"));
+  r = Run(kBrixregion, {"show", Path("nan.img")});
+  EXPECT_EQ(r.exit, 0);
+  EXPECT_THAT(r.out, HasSubstr("  arc 9: centre (0, 0), start nan (nan deg), end nan (nan deg)\n"));
 }
 
 TEST_F(ToolsTest, ShowNamesOddEdgesAndFlags) {
