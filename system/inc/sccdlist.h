@@ -18,6 +18,8 @@ class SCC_SafeDListNode {
  public:
   SCC_SafeDListNode() = default;
   SCC_SafeDListNode(const SCC_SafeDListNode&) {}
+  // Copies nothing, so assigning a node to itself is harmless.
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
   SCC_SafeDListNode& operator=(const SCC_SafeDListNode&) { return *this; }
   virtual ~SCC_SafeDListNode() {
     if (list_) list_->Unlink(this);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
 #include "brixexport.h"
 
@@ -174,6 +175,9 @@ class BRIX_API SCC_Event : public SCC_EventNode<T> {
   SCC_Event() { this->isEvent_ = true; }
   /// Takes the source's nodes over; the source is left empty.
   SCC_Event(SCC_Event& source) : SCC_Event() { *this = source; }
+  // Moves are not noexcept: they call the virtual Remove and InsertBefore, which hooks may
+  // override.
+  // NOLINTNEXTLINE(performance-noexcept-move-constructor)
   SCC_Event(SCC_Event&& source) : SCC_Event() { *this = source; }
 
   /// Unlinks this event's former nodes, then takes all of the source's nodes over in
@@ -189,6 +193,7 @@ class BRIX_API SCC_Event : public SCC_EventNode<T> {
     this->root_ = outer;
     return *this;
   }
+  // NOLINTNEXTLINE(performance-noexcept-move-constructor)
   SCC_Event& operator=(SCC_Event&& source) { return *this = source; }
 
   /// Unlinks every node (they stay alive), stops raises still running, then leaves the
@@ -202,7 +207,7 @@ class BRIX_API SCC_Event : public SCC_EventNode<T> {
       it = older;
     }
     iterators_ = nullptr;
-    this->Remove();
+    SCC_Event::Remove();
   }
 
   /// Leaves the ring this event is in. When another event shares the ring, the nodes this
@@ -389,11 +394,14 @@ class BRIX_API SCC_Notifier : public SCC_Event<int> {
   explicit SCC_Notifier(int unused = 0) {}
   /// Takes the source's hooks over, as event copies do.
   SCC_Notifier(SCC_Notifier& source) : SCC_Event<int>(source) {}
-  SCC_Notifier(SCC_Notifier&& source) : SCC_Event<int>(source) {}
+  // Not noexcept, as for events.
+  // NOLINTNEXTLINE(performance-noexcept-move-constructor)
+  SCC_Notifier(SCC_Notifier&& source) : SCC_Event<int>(std::move(source)) {}
   SCC_Notifier& operator=(SCC_Notifier& source) {
     SCC_Event<int>::operator=(source);
     return *this;
   }
+  // NOLINTNEXTLINE(performance-noexcept-move-constructor)
   SCC_Notifier& operator=(SCC_Notifier&& source) { return *this = source; }
   ~SCC_Notifier() override;
 

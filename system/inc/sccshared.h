@@ -55,10 +55,10 @@ class SCC_SharedPointer {
   }
 
   SCC_SharedPointer& operator=(const SCC_SharedPointer& other) {
-    Reset(other.m_ptr);
+    if (this != &other) Reset(other.m_ptr);
     return *this;
   }
-  SCC_SharedPointer& operator=(SCC_SharedPointer&& other) {
+  SCC_SharedPointer& operator=(SCC_SharedPointer&& other) noexcept {
     if (this != &other) {
       T* old = m_ptr;
       m_ptr = other.m_ptr;

@@ -17,6 +17,8 @@ class SCC_SListNode {
  public:
   SCC_SListNode() noexcept = default;
   SCC_SListNode(const SCC_SListNode&) noexcept {}
+  // Copies nothing, so assigning a node to itself is harmless.
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
   SCC_SListNode& operator=(const SCC_SListNode&) noexcept { return *this; }
 
   /// The node that follows in the list, or null.
@@ -48,6 +50,7 @@ class SCC_SList {
   /// A list of copies of `other`'s nodes (see the class comment).
   SCC_SList(const SCC_SList& other) { AppendCopiesOf(other); }
   /// Unlinks this list's nodes and fills it with copies of `other`'s nodes.
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): CopyFrom ignores self-assignment
   SCC_SList& operator=(const SCC_SList& other) {
     CopyFrom(other);
     return *this;

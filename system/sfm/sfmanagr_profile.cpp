@@ -82,6 +82,7 @@ void SFM::ShowFile(const char* name) {
   // The file name is one argument of its own: no shell ever sees it.
   words.push_back(brix::fs::NativePath(name ? name : ""));
   std::vector<char*> argv;
+  argv.reserve(words.size() + 1);
   for (std::string& w : words) argv.push_back(w.data());
   argv.push_back(nullptr);
   int saved = errno;

@@ -59,7 +59,8 @@ SFM_File::SFM_File(const char* name, const char* mode) {
   Open(mode_);
 }
 
-SFM_File::SFM_File(const SFM_File& source) : SCC_SafeDListNode<SFM_File>(), name_(source.name_) {}
+SFM_File::SFM_File(const SFM_File& source)
+    : SCC_SafeDListNode<SFM_File>(source), name_(source.name_) {}
 
 SFM_File& SFM_File::operator=(SFM_File& source) {
   if (&source == this) return *this;

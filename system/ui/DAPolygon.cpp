@@ -15,7 +15,7 @@ constexpr int kSiteGetArc = 11;
 constexpr int kSiteInsert = 12;
 
 constexpr std::int64_t kFullTurn = SYS_FullTurn;
-constexpr double kQuarter = SYS_HalfTurn / 2;  // 162000000
+constexpr double kQuarter = SYS_HalfTurn / 2.0;  // 162000000
 
 // Capacity after growing from `cap` to hold `n`: max(cap + 5, n).
 int GrownCapacity(int cap, int n) { return static_cast<int>(std::max<long long>(cap + 5LL, n)); }
@@ -247,7 +247,7 @@ SYS_Box DAPolygon::GetBox() const {
     const ArcPolyArc* arc = GetEdgeArc(i);
     if (!arc) continue;
     // Rounded in 64 bits: a radius between coordinates far beyond the limit exceeds 32.
-    const auto r = static_cast<std::int64_t>(GetRadius(i) + 0.5);
+    const std::int64_t r = std::llround(GetRadius(i));
     if (arc->IsOn(0)) right = std::max(right, arc->cx + r);
     if (arc->IsOn(kQuarter)) upper = std::max(upper, arc->cy + r);
     if (arc->IsOn(2 * kQuarter)) left = std::min(left, arc->cx - r);

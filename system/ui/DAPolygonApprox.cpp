@@ -60,7 +60,7 @@ int DAPolygon::Approximate(const DAPolygon& src, int tolerance, int maxVertices,
     return 1;
   }
   if (&src == this) {
-    const DAPolygon copy(src);
+    const DAPolygon copy(src);  // NOLINT(performance-unnecessary-copy-initialization): src is us
     return Approximate(copy, tolerance, maxVertices, convertCircle);
   }
   double d = FirstTolerance(tolerance, src.width_);

@@ -103,7 +103,7 @@ int DARegion::Transform(int dx, int dy, double angle, double sx, double sy) {
 
 int DARegion::Approximate(const DARegion& src, int tolerance, int maxVertices, int convertCircle) {
   if (&src == this) {
-    const DARegion copy(src);
+    const DARegion copy(src);  // NOLINT(performance-unnecessary-copy-initialization): src is us
     return Approximate(copy, tolerance, maxVertices, convertCircle);
   }
   Clear();
