@@ -30,6 +30,10 @@
 /// the next change of this object.
 class BRIX_API SYS_String {
  public:
+  /// A string is one pointer to its buffer and nothing points back at the object,
+  /// so arrays may move strings bytewise (and grow their blocks in place).
+  using SCC_BitwiseMovable = void;
+
   // ---- Construction and assignment --------------------------------------------
 
   /// The empty string (no allocation).
