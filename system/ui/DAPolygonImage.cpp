@@ -1,34 +1,21 @@
 // DAPolygonImage.cpp - the little-endian byte image of an outline.
 #include <bit>
 #include <cstdint>
-#include <cstring>
 
 #include "daregion.h"
+#include "ui/daimage.h"
 
 namespace {
+
+using brix::daimage::DeclaredSize;
+using brix::daimage::Get64;
+using brix::daimage::GetInt;
+using brix::daimage::Put32;
+using brix::daimage::Put64;
 
 constexpr std::int64_t kHeader = 20;
 constexpr std::int64_t kEdgeBytes = 12;
 constexpr std::int64_t kArcBytes = 24;
-
-char* Put32(char* p, std::uint32_t v) {
-  for (int i = 0; i < 4; ++i) p[i] = static_cast<char>(v >> (8 * i));
-  return p + 4;
-}
-char* Put64(char* p, std::uint64_t v) {
-  for (int i = 0; i < 8; ++i) p[i] = static_cast<char>(v >> (8 * i));
-  return p + 8;
-}
-std::uint32_t Get32(const char* p) {
-  std::uint32_t v = 0;
-  for (int i = 0; i < 4; ++i)
-    v |= static_cast<std::uint32_t>(static_cast<unsigned char>(p[i])) << (8 * i);
-  return v;
-}
-std::uint64_t Get64(const char* p) {
-  return Get32(p) | static_cast<std::uint64_t>(Get32(p + 4)) << 32;
-}
-std::int32_t GetInt(const char* p) { return static_cast<std::int32_t>(Get32(p)); }
 
 }  // namespace
 
@@ -85,6 +72,5 @@ int DAPolygon::LoadImage0(const char* image) {
     Clear();
     return 0;
   }
-  const std::int32_t declared = GetInt(image);
-  return LoadImage0(image, declared < kHeader ? 0 : static_cast<std::size_t>(declared));
+  return LoadImage0(image, DeclaredSize(image, kHeader));
 }

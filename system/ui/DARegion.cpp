@@ -4,22 +4,16 @@
 #include <memory>
 
 #include "daregion.h"
+#include "ui/daimage.h"
 
 namespace {
 
+using brix::daimage::DeclaredSize;
+using brix::daimage::GetInt;
+using brix::daimage::Put32;
+
 constexpr std::int64_t kRegionHeader = 8;
 constexpr std::int64_t kSmallestPolygon = 20;
-
-char* Put32(char* p, std::uint32_t v) {
-  for (int i = 0; i < 4; ++i) p[i] = static_cast<char>(v >> (8 * i));
-  return p + 4;
-}
-std::int32_t GetInt(const char* p) {
-  std::uint32_t v = 0;
-  for (int i = 0; i < 4; ++i)
-    v |= static_cast<std::uint32_t>(static_cast<unsigned char>(p[i])) << (8 * i);
-  return static_cast<std::int32_t>(v);
-}
 
 }  // namespace
 
@@ -164,6 +158,5 @@ int DARegion::LoadImage0(const char* image) {
     Clear();
     return 0;
   }
-  const std::int32_t declared = GetInt(image);
-  return LoadImage0(image, declared < kRegionHeader ? 0 : static_cast<std::size_t>(declared));
+  return LoadImage0(image, DeclaredSize(image, kRegionHeader));
 }
