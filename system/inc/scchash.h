@@ -1,6 +1,7 @@
 // scchash.h - string hashing, the bucket-size table and the chained hash map SCC_Map.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
@@ -228,7 +229,8 @@ class SCC_Map {
     other.DetachAllCursors(false);
     SwapContents(other);
   }
-  SCC_Map& operator=(SCC_Map&& other) {
+  // Not noexcept: RemoveAll raises the change event, whose handlers may throw.
+  SCC_Map& operator=(SCC_Map&& other) {  // NOLINT(performance-noexcept-move-constructor)
     if (this != &other) {
       RemoveAll();
       other.DetachAllCursors(false);
@@ -361,7 +363,7 @@ class SCC_Map {
     const bool hadElements = count_ != 0;
     DetachAllCursors(false);
     FreeNodes();
-    if (buckets_) std::memset(buckets_, 0, sizeof(Node*) * bucketCount_);
+    if (buckets_) std::fill_n(buckets_, bucketCount_, nullptr);
     first_ = last_ = nullptr;
     count_ = 0;
     slots_.clear();

@@ -40,6 +40,8 @@ enum SYS_GeometryType : int {
 class BRIX_API SYS_GeomNode {
  public:
   /// Copies next and the node type; the host word stays as it is.
+  // Copying two plain fields onto themselves is harmless.
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
   SYS_GeomNode& operator=(const SYS_GeomNode& other) {
     m_next = other.m_next;
     m_type = other.m_type;

@@ -20,7 +20,9 @@ void SCC_EventConcNode::Relink(SCC_Notifier* source) {
 void SCC_EventConcNode::Remove() {
   if (m_owner && !m_relinking) m_owner->Release(m_source, this, true);
   SCC_EventNode<int>::Remove();
-  if (m_orphan) delete this;  // the caller (the source's ring) no longer refers to it
+  // A relink only moves the node, so it is never orphaned on the way; once orphaned, the
+  // caller (the source's ring) no longer refers to it.
+  if (m_orphan && !m_relinking) delete this;
 }
 
 int SCC_EventConcNode::OnNotification(int code, int* data) {
@@ -120,6 +122,8 @@ SCC_EventConcentrator::SCC_EventConcentrator(SCC_EventConcentrator& other) : m_i
   if (m_impl) m_impl->AddRef();
 }
 
+// The new reference is taken before the old one is dropped, which covers self-assignment.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
 SCC_EventConcentrator& SCC_EventConcentrator::operator=(SCC_EventConcentrator& other) {
   SCC_EventConcentratorImpl* old = m_impl;
   m_impl = other.m_impl;

@@ -30,7 +30,7 @@ SCC_IndConvertor::~SCC_IndConvertor() = default;
 void SCC_IndConvertor::Attach(const SCC_SharedPointer<SCC_Convertor>& inner) {
   SCC_SharedPointer<SCC_Convertor> keep(inner);  // `inner` may be our own pointer
   m_relay.HookEvent(keep.Get());                 // null just unhooks
-  m_inner = keep;
+  m_inner = std::move(keep);
 }
 
 SCC_Variant SCC_IndConvertor::Convert(SCC_Variant value, int direction) {

@@ -218,6 +218,8 @@ int SYS_String::Replace(const char* old, const char* with) {
        at = FindText(m_pch, length, from, old, oldLength, mode)) {
     std::memcpy(out, m_pch + from, static_cast<std::size_t>(at - from));
     out += at - from;
+    // ReleaseBuffer terminates the whole string.
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result)
     if (withLength) std::memcpy(out, with, withLength);
     out += withLength;
     from = at + static_cast<int>(oldLength);
