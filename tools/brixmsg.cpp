@@ -17,14 +17,13 @@
 
 #include "sfmmsgdb.h"
 #include "sysstring.h"
+#include "toolmain.h"
 
-namespace {
+namespace brixtool {
 
-constexpr int kExitOk = 0;
-constexpr int kExitFailed = 1;
-constexpr int kExitUsage = 2;
+const char kProgram[] = "brixmsg";
 
-constexpr char kUsageText[] =
+const char kUsageText[] =
     "usage: brixmsg check FILE\n"
     "       brixmsg get FILE KEY\n"
     "       brixmsg sections FILE\n"
@@ -43,15 +42,15 @@ constexpr char kUsageText[] =
     "\n"
     "Exit status: 0 done, 1 failed or problems found, 2 usage error.\n";
 
-int UsageError(const std::string& problem) {
-  fprintf(stderr, "brixmsg: %s\n%s", problem.c_str(), kUsageText);
-  return kExitUsage;
-}
+}  // namespace brixtool
 
-int Fail(const std::string& problem) {
-  fprintf(stderr, "brixmsg: %s\n", problem.c_str());
-  return kExitFailed;
-}
+namespace {
+
+using brixtool::ErrnoReason;
+using brixtool::Fail;
+using brixtool::kExitFailed;
+using brixtool::kExitOk;
+using brixtool::UsageError;
 
 // Keys are 32-bit and wrap, as the database computes them.
 int32_t AddKey(int32_t a, int32_t b) { return int32_t(uint32_t(a) + uint32_t(b)); }
@@ -325,35 +324,18 @@ int Save(const char* in, const char* out) {
   auto loaded = Load(in, true);
   if (!loaded) return kExitFailed;
   errno = 0;
-  if (!loaded->db->Save(out))
-    return Fail(std::string("cannot write ") + out +
-                (errno ? ": " + std::string(strerror(errno)) : ""));
+  if (!loaded->db->Save(out)) return Fail(std::string("cannot write ") + out + ErrnoReason());
   return kExitOk;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::vector<std::string> args(argv + 1, argv + argc);
-  if (args.empty()) return UsageError("no command given");
-  const std::string& command = args[0];
-  size_t operands = args.size() - 1;
-  if (command == "-h" || command == "--help" || command == "help") {
-    fputs(kUsageText, stdout);
-    return kExitOk;
-  }
-  if (command == "--version") {
-    printf("brixmsg %s\n", BRIXSYS_VERSION);
-    return kExitOk;
-  }
-  auto arity = [&](size_t low, size_t high) { return operands >= low && operands <= high; };
-  if (command == "check" && arity(1, 1)) return Check(argv[2]);
-  if (command == "get" && arity(2, 2)) return Get(argv[2], args[2]);
-  if (command == "sections" && arity(1, 1)) return Sections(argv[2]);
-  if (command == "dump" && arity(1, 2)) return Dump(argv[2], operands == 2 ? argv[3] : nullptr);
-  if (command == "save" && arity(2, 2)) return Save(argv[2], argv[3]);
-  if (command == "check" || command == "get" || command == "sections" || command == "dump" ||
-      command == "save")
-    return UsageError("wrong number of arguments for " + command);
-  return UsageError("unknown command \"" + command + "\"");
+  return brixtool::Dispatch(
+      argc, argv,
+      {{"check", 1, 1, [&] { return Check(argv[2]); }},
+       {"get", 2, 2, [&] { return Get(argv[2], argv[3]); }},
+       {"sections", 1, 1, [&] { return Sections(argv[2]); }},
+       {"dump", 1, 2, [&] { return Dump(argv[2], argc == 4 ? argv[3] : nullptr); }},
+       {"save", 2, 2, [&] { return Save(argv[2], argv[3]); }}});
 }

@@ -12,20 +12,13 @@
 
 #include "daregion.h"
 #include "sysgeom.h"
+#include "toolmain.h"
 
-namespace {
+namespace brixtool {
 
-constexpr int kExitOk = 0;
-constexpr int kExitFailed = 1;
-constexpr int kExitUsage = 2;
+const char kProgram[] = "brixregion";
 
-// Beyond this many vertices in one approximated polygon the answer is of no use to a
-// person and would take gigabytes; approx refuses instead.
-constexpr int kMaxApproxVertices = 10'000'000;
-
-constexpr double kAngleUnitsPerDegree = SYS_FullTurn / 360.0;
-
-constexpr char kUsageText[] =
+const char kUsageText[] =
     "usage: brixregion show FILE\n"
     "       brixregion approx FILE TOLERANCE\n"
     "       brixregion circle X Y R OUT\n"
@@ -40,15 +33,21 @@ constexpr char kUsageText[] =
     "\n"
     "Exit status: 0 done, 1 failed or the image refused, 2 usage error.\n";
 
-int UsageError(const std::string& problem) {
-  fprintf(stderr, "brixregion: %s\n%s", problem.c_str(), kUsageText);
-  return kExitUsage;
-}
+}  // namespace brixtool
 
-int Fail(const std::string& problem) {
-  fprintf(stderr, "brixregion: %s\n", problem.c_str());
-  return kExitFailed;
-}
+namespace {
+
+using brixtool::ErrnoReason;
+using brixtool::Fail;
+using brixtool::kExitFailed;
+using brixtool::kExitOk;
+using brixtool::UsageError;
+
+// Beyond this many vertices in one approximated polygon the answer is of no use to a
+// person and would take gigabytes; approx refuses instead.
+constexpr int kMaxApproxVertices = 10'000'000;
+
+constexpr double kAngleUnitsPerDegree = SYS_FullTurn / 360.0;
 
 // A length in database units: a number, optionally followed by a unit, rounded half away
 // from zero and within the coordinate limit.
@@ -219,29 +218,16 @@ int Circle(const std::string& xText, const std::string& yText, const std::string
   image.resize(size_t(region.CreateImage(image.data())));
   if (!WriteAll(out, image))
     return Fail(std::string("cannot write ") + (strcmp(out, "-") == 0 ? "standard output" : out) +
-                (errno ? ": " + std::string(strerror(errno)) : ""));
+                ErrnoReason());
   return kExitOk;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::vector<std::string> args(argv + 1, argv + argc);
-  if (args.empty()) return UsageError("no command given");
-  const std::string& command = args[0];
-  size_t operands = args.size() - 1;
-  if (command == "-h" || command == "--help" || command == "help") {
-    fputs(kUsageText, stdout);
-    return kExitOk;
-  }
-  if (command == "--version") {
-    printf("brixregion %s\n", BRIXSYS_VERSION);
-    return kExitOk;
-  }
-  if (command == "show" && operands == 1) return Show(argv[2]);
-  if (command == "approx" && operands == 2) return Approx(argv[2], args[2]);
-  if (command == "circle" && operands == 4) return Circle(args[1], args[2], args[3], argv[5]);
-  if (command == "show" || command == "approx" || command == "circle")
-    return UsageError("wrong number of arguments for " + command);
-  return UsageError("unknown command \"" + command + "\"");
+  return brixtool::Dispatch(
+      argc, argv,
+      {{"show", 1, 1, [&] { return Show(argv[2]); }},
+       {"approx", 2, 2, [&] { return Approx(argv[2], argv[3]); }},
+       {"circle", 4, 4, [&] { return Circle(argv[2], argv[3], argv[4], argv[5]); }}});
 }
