@@ -205,6 +205,8 @@ class BRIX_API _SCC_Array {
   SCC_Notifier* m_notifier = nullptr;
 
  private:
+  struct SortOps;  // the array's side of the shared quicksort
+
   void CreateBuffer(long pos, long n, long minCapacity);
   void* At(long i) const noexcept { return static_cast<char*>(m_data) + i * GetElementSize(); }
   int CompareAt(SCC_ComparatorBase* cmp, long i, long j) const;

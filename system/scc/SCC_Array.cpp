@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "scc/sccsort.h"
 #include "sccarray.h"
 #include "ssmcheck.h"
 
@@ -18,8 +19,6 @@ constexpr int kLineSetSize = 604;
 
 constexpr long kMaxGrowBy = 10000;
 constexpr long kMaxCount = INT32_MAX;
-constexpr long kShortSortCutoff = 8;
-constexpr int kSortStackSize = 30;
 
 inline int Sign(int v) { return (v > 0) - (v < 0); }
 
@@ -339,16 +338,28 @@ void _SCC_Array::Sort(int direction) {
   if (m_data) Sort(0, GetSize(), direction);
 }
 
+// Compares through the comparator and moves elements only through the virtual Swap and
+// ShortSort, which typed and derived arrays override.
+struct _SCC_Array::SortOps {
+  using Pos = long;
+  static constexpr bool kSkipEqualPivotSwaps = true;
+  _SCC_Array& array;
+  SCC_ComparatorBase* cmp;
+  Elements at;
+  static long Next(long i) { return i + 1; }
+  static long Prev(long i) { return i - 1; }
+  static long Advance(long i, long k) { return i + k; }
+  static long Count(long lo, long hi) { return hi - lo + 1; }
+  int Compare(long a, long b) const { return cmp->Compare(at(a), at(b)); }
+  void Swap(long a, long b) { array.Swap(a, b); }
+  void ShortSort(long lo, long hi) { array.ShortSort(lo, hi); }
+};
+
 void _SCC_Array::ShortSort(long lo, long hi) {
   SCC_ComparatorBase* cmp = m_comparator.Get();
   if (!cmp) return;
-  const Elements at{static_cast<const char*>(m_data), GetElementSize()};
-  for (; hi > lo; --hi) {
-    long max = lo;
-    for (long p = lo + 1; p <= hi; ++p)
-      if (cmp->Compare(at(p), at(max)) >= 0) max = p;  // among equals the last wins: intended
-    if (max != hi) Swap(max, hi);
-  }
+  SortOps ops{*this, cmp, {static_cast<const char*>(m_data), GetElementSize()}};
+  brix::sort::SelectionSort(lo, hi, ops);
 }
 
 void _SCC_Array::Sort(long start, long count, int direction) {
@@ -366,61 +377,8 @@ void _SCC_Array::Sort(long start, long count, int direction) {
   SSM_CHECK(count <= size, kFile, 531);
   if (count < 2) return;
 
-  long loStack[kSortStackSize];
-  long hiStack[kSortStackSize];
-  int sp = 0;
-  long lo = start;
-  long hi = start + count - 1;
-  const Elements at{static_cast<const char*>(m_data), GetElementSize()};
-  for (;;) {
-    const long n = hi - lo + 1;
-    if (n <= kShortSortCutoff) {
-      ShortSort(lo, hi);
-    } else {
-      const long mid = lo + n / 2;
-      if (cmp->Compare(at(lo), at(mid)) != 0) Swap(mid, lo);
-      long up = lo;
-      long down = hi + 1;
-      for (;;) {
-        do {
-          ++up;
-        } while (up <= hi && cmp->Compare(at(up), at(lo)) <= 0);
-        do {
-          --down;
-        } while (down > lo && cmp->Compare(at(down), at(lo)) >= 0);
-        if (down < up) break;
-        Swap(up, down);
-      }
-      if (cmp->Compare(at(lo), at(down)) != 0) Swap(lo, down);
-      // Push the larger part, go on with the smaller: the stack never holds more than
-      // log2(count) ranges.
-      if (down - 1 - lo >= hi - up) {
-        if (lo + 1 < down && sp < kSortStackSize) {
-          loStack[sp] = lo;
-          hiStack[sp] = down - 1;
-          ++sp;
-        }
-        if (up < hi) {
-          lo = up;
-          continue;
-        }
-      } else {
-        if (up < hi && sp < kSortStackSize) {
-          loStack[sp] = up;
-          hiStack[sp] = hi;
-          ++sp;
-        }
-        if (lo + 1 < down) {
-          hi = down - 1;
-          continue;
-        }
-      }
-    }
-    if (sp == 0) break;
-    --sp;
-    lo = loStack[sp];
-    hi = hiStack[sp];
-  }
+  SortOps ops{*this, cmp, {static_cast<const char*>(m_data), GetElementSize()}};
+  brix::sort::QuickSort(start, start + count - 1, ops);
   Notify(5, nullptr);
 }
 
