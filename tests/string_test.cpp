@@ -131,7 +131,7 @@ TEST(StringTest, CopiesShareUntilOneSideWrites) {
 
 TEST(StringTest, ReadingOperationsKeepTheBufferShared) {
   const SYS_String source("abcabc");
-  SYS_String copy(source);
+  SYS_String copy(source);  // NOLINT(performance-unnecessary-copy-initialization): a second owner
   EXPECT_EQ(copy.ReverseFind('b', 3), 1);
   EXPECT_EQ(copy.ReverseFindOneOf("c", 4), 2);
   EXPECT_EQ(copy.Find("ca"), 2);
@@ -169,6 +169,7 @@ TEST(StringTest, EditsThatReadTheirOwnBuffer) {
 TEST(StringTest, CopiesMadeAndDestroyedOnManyThreads) {
   const SYS_String source(std::string(1000, 'z').c_str());
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&source] {
       std::vector<SYS_String> held;

@@ -113,20 +113,19 @@ template <class Key>
 struct SCC_MapKeyTraits<Key, std::enable_if_t<std::is_integral_v<Key> || std::is_enum_v<Key> ||
                                               std::is_pointer_v<Key>>> {
   static SCC_HashValue Hash(Key key) {
-    std::uint64_t v;
     if constexpr (std::is_pointer_v<Key>)
-      v = reinterpret_cast<std::uintptr_t>(key);
+      return Mix(reinterpret_cast<std::uintptr_t>(key));
+    else if constexpr (sizeof(Key) <= 4)
+      return {static_cast<std::uint32_t>(key), 1};
     else
-      v = static_cast<std::uint64_t>(key);
-    if constexpr (sizeof(Key) <= 4 && !std::is_pointer_v<Key>) {
-      return {static_cast<std::uint32_t>(v), 1};
-    } else {
-      // Mix the high half in; heap addresses differ mostly in the middle bits.
-      v ^= v >> 29;
-      v *= 0xbf58476d1ce4e5b9ull;
-      v ^= v >> 32;
-      return {static_cast<std::uint32_t>(v), 0};
-    }
+      return Mix(static_cast<std::uint64_t>(key));
+  }
+  // Folds the high half in; heap addresses differ mostly in the middle bits.
+  static SCC_HashValue Mix(std::uint64_t v) {
+    v ^= v >> 29;
+    v *= 0xbf58476d1ce4e5b9ull;
+    v ^= v >> 32;
+    return {static_cast<std::uint32_t>(v), 0};
   }
   static bool Equal(Key a, Key b) { return a == b; }
 };

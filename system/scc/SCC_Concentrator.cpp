@@ -18,11 +18,12 @@ void SCC_EventConcNode::Relink(SCC_Notifier* source) {
 }
 
 void SCC_EventConcNode::Remove() {
-  if (m_owner && !m_relinking) m_owner->Release(m_source, this, true);
+  const bool relinking = m_relinking;
+  if (m_owner && !relinking) m_owner->Release(m_source, this, true);
   SCC_EventNode<int>::Remove();
   // A relink only moves the node, so it is never orphaned on the way; once orphaned, the
   // caller (the source's ring) no longer refers to it.
-  if (m_orphan && !m_relinking) delete this;
+  if (m_orphan && !relinking) delete this;
 }
 
 int SCC_EventConcNode::OnNotification(int code, int* data) {
