@@ -67,7 +67,7 @@ struct Boxed {
   Boxed() : p(new int(0)) { ++live; }
   Boxed(int v) : p(new int(v)) { ++live; }  // NOLINT
   Boxed(const Boxed& o) : p(new int(*o.p)) { ++live; }
-  Boxed& operator=(const Boxed& o) {
+  Boxed& operator=(const Boxed& o) {  // NOLINT(bugprone-unhandled-self-assignment): safe
     *p = *o.p;
     return *this;
   }
@@ -422,6 +422,7 @@ TEST(ArrayTest, ListenersSeeTheElementsTheyAreToldAbout) {
   a.Delete(2, 3);
   EXPECT_EQ(a.GetCount(), 1);
   EXPECT_EQ(a[0], 7);
+  watched = nullptr;
 }
 
 TEST(ArrayTest, IteratorsFollowTheirElements) {

@@ -26,7 +26,7 @@ TEST(SharedTest, CountStartsAtZeroAndIsNeverCopied) {
   EXPECT_EQ(a.GetRefCount(), 0);
   a.Ref();
   a.Ref();
-  Counted b(a);
+  Counted b(a);  // NOLINT(performance-unnecessary-copy-initialization)
   EXPECT_EQ(b.GetRefCount(), 0);
   Counted c(3);
   c.Ref();
@@ -44,7 +44,8 @@ TEST(SharedTest, LastPointerDeletesThroughTheVirtualDestructor) {
     SCC_SharedPointer<Counted> q = p;
     EXPECT_EQ(p->GetRefCount(), 2);
     SCC_SharedPointer<Counted> m(std::move(q));
-    EXPECT_EQ(q.Get(), nullptr);
+    // A moved-from pointer is null, by design.
+    EXPECT_EQ(q.Get(), nullptr);  // NOLINT(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
     EXPECT_EQ(m->GetRefCount(), 2);
     p.Reset();
     EXPECT_EQ(Counted::live, 1);

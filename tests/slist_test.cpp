@@ -339,7 +339,7 @@ TEST(SListTest, IteratorWalksAndFollowsRemovals) {
   // Clearing drops the focus; copies register too and unregister when they die.
   it.GetFirst();
   {
-    SCC_SListIterator<Item> copy(it);
+    SCC_SListIterator<Item> copy(it);  // NOLINT(performance-unnecessary-copy-initialization)
     EXPECT_EQ(list.iterators.size(), 2u);
     EXPECT_EQ(copy.GetFocus(), &b);
     list.RemoveAll();

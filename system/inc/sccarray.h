@@ -284,7 +284,8 @@ class SCC_Array : public _SCC_Array {
   }
   /// Inserts `n` copies of `value` at `pos`.
   void InsertAt(long pos, const T& value, long n = 1) {
-    T copy(value);  // `value` may live in this array
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): `value` may live in this array
+    T copy(value);
     if (!OpenGap(pos, n)) return;
     T* p = Data() + pos;
     for (long k = 0; k < n; ++k) p[k] = copy;
