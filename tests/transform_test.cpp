@@ -318,7 +318,7 @@ TEST(TransformTest, InverseUndoesTheTransform) {
     SYS_Transform inv;
     ASSERT_EQ(t.SetRConv(inv), 1);
     const SYS_Transform back = t + inv;
-    const SYS_Transform alsoBack = t - t;
+    const SYS_Transform alsoBack = t - t;  // NOLINT(misc-redundant-expression): t then its inverse
     for (int k = 0; k < 8; ++k) {
       const SYS_Point p(coord(rng), coord(rng));
       const SYS_DoublePoint d = inv.Transform(t.Transform(static_cast<SYS_DoublePoint>(p)));
