@@ -161,6 +161,7 @@ TEST(GeomNodeTest, RandomRingAgainstModel) {
   std::mt19937 rng(99);
   constexpr int kNodes = 24;
   std::vector<std::unique_ptr<Node>> nodes;
+  nodes.reserve(kNodes);
   for (int i = 0; i < kNodes; ++i) nodes.push_back(std::make_unique<Node>('A' + i, i % 5));
   Node head('@', 7);
   std::vector<Node*> model;  // the nodes after head, in ring order

@@ -300,7 +300,7 @@ TEST(HashMapTest, Move) {
   StrIt onA(a);
   StrMap b(std::move(a));
   EXPECT_EQ(b.Find("5"), five);  // the elements themselves moved over
-  EXPECT_TRUE(a.IsEmpty());
+  EXPECT_TRUE(a.IsEmpty());      // NOLINT(bugprone-use-after-move): the moved-from state
   EXPECT_FALSE(onA.IsValid());
   a["new"] = 1;  // the source stays usable
   EXPECT_EQ(*onA.GetNext(), 1);
@@ -315,7 +315,7 @@ TEST(HashMapTest, Move) {
 TEST(HashMapIteratorTest, WalksInInsertionOrderBothWays) {
   StrMap map;
   const char* names[] = {"d", "a", "c", "b"};
-  for (const char* n : names) map[n] = n[0];
+  for (const char* n : names) map[n] = static_cast<unsigned char>(n[0]);
 
   std::string forward, backward;
   for (StrIt it(map); it.IsValid(); ++it) forward += static_cast<const char*>(it.GetKey());
@@ -404,7 +404,7 @@ TEST(HashMapIteratorTest, MapDestroyedOrCleared) {
 
 TEST(HashMapIteratorTest, HandlesAndFastIterator) {
   StrMap map;
-  for (const char* k : {"a", "b", "c"}) map[k] = k[0];
+  for (const char* k : {"a", "b", "c"}) map[k] = static_cast<unsigned char>(k[0]);
   const long hb = map.GetHandle("b");
 
   StrIt it;

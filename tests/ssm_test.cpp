@@ -388,6 +388,7 @@ TEST(SysExceptionTest, Messages) {
   } catch (const SYS_Exception& e) {
     EXPECT_EQ(e.GetText(),
               SYS_String("Please enter a value within the [1.000000,2.500000] range."));
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): copying is tested
     SYS_Exception copy(e);
     EXPECT_EQ(copy.GetText(), e.GetText());
     SYS_Exception assigned(0);
