@@ -68,6 +68,7 @@ class ManagerTest : public ::testing::Test {
   }
   std::vector<int> Codes() const {
     std::vector<int> codes;
+    codes.reserve(g_seen.size());
     for (const Seen& s : g_seen) codes.push_back(s.code);
     return codes;
   }

@@ -188,7 +188,7 @@ TEST_F(MsgDbTest, CopiesShareTheFile) {
   SFM_MessageDB other(Write("o.msg", "1:other\n").c_str());
   {
     SFM_MessageDB db(path.c_str());
-    SFM_MessageDB copy(db);
+    SFM_MessageDB copy(db);  // NOLINT(performance-unnecessary-copy-initialization): dies first
     other = db;
   }
   EXPECT_EQ(Txt(other, 1), "one");
