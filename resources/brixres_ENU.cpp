@@ -3,14 +3,11 @@
 
 namespace {
 
+// The same texts as the built-in table.
 constexpr brixres::Text kTexts[] = {
-    {45063, "Value is out of range."},
-    {45064, "Please enter a value within the %c%lf,%lf%c range."},
-    {45103, "Error %i occurred (no further information)."},
-    {45104, "Mils"},
-    {45105, "Millimeters"},
-    {45106, "Inches"},
-    {45107, "Microns"},
+#define BRIX_TEXT(number, text) {number, text},
+#include "../system/sfm/sfmstrtab_en.inc"
+#undef BRIX_TEXT
 };
 
 }  // namespace

@@ -22,13 +22,9 @@ struct Row {
 
 // Kept sorted by id; Builtin() searches it by bisection.
 constexpr Row kTable[] = {
-    {45063, "Value is out of range."},
-    {45064, "Please enter a value within the %c%lf,%lf%c range."},
-    {45103, "Error %i occurred (no further information)."},
-    {45104, "Mils"},
-    {45105, "Millimeters"},
-    {45106, "Inches"},
-    {45107, "Microns"},
+#define BRIX_TEXT(number, text) {number, text},
+#include "sfmstrtab_en.inc"
+#undef BRIX_TEXT
 };
 
 static_assert(std::is_sorted(std::begin(kTable), std::end(kTable),
