@@ -5,19 +5,13 @@
 #include <cstring>
 #include <string>
 
+#include "fuzz_input.h"
 #include "sysstring.h"
 
-// Input: one byte choosing the locale, then pattern and text separated by the
-// first NUL (a missing NUL means an empty text).
+// Input: see fuzz_input.h (pattern first, text second).
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
-  static const bool utf8 = std::setlocale(LC_CTYPE, "C.UTF-8") != nullptr;
-  std::setlocale(LC_CTYPE, (data[0] & 1) && utf8 ? "C.UTF-8" : "C");
-  const char* begin = reinterpret_cast<const char*>(data + 1);
-  const std::size_t rest = size - 1;
-  const char* nul = static_cast<const char*>(std::memchr(begin, 0, rest));
-  const std::string pattern(begin, nul ? static_cast<std::size_t>(nul - begin) : rest);
-  const std::string text = nul ? std::string(nul + 1, begin + rest) : std::string();
+  const auto [pattern, text] = SplitFuzzInput(data, size);
 
   const SYS_String p(pattern.c_str());
   const SYS_String t(text.c_str(), static_cast<int>(text.size()));
