@@ -191,7 +191,9 @@ TEST_F(ToolsTest, MessageGetByKeyAndBySection) {
     Result r = Run(kBrixmsg, {"get", Path("app.msg"), c.key});
     EXPECT_EQ(r.exit, c.exit) << c.key;
     EXPECT_EQ(r.out, c.out) << c.key;
-    if (c.exit != 0) EXPECT_FALSE(r.err.empty()) << c.key;
+    if (c.exit != 0) {
+      EXPECT_FALSE(r.err.empty()) << c.key;
+    }
   }
 }
 
@@ -241,8 +243,12 @@ TEST_F(ToolsTest, UsageAndFileErrors) {
     Result r = Run(c.program, c.args);
     std::string what = std::string(c.program) + " " + ::testing::PrintToString(c.args);
     EXPECT_EQ(r.exit, c.exit) << what;
-    if (c.exit == 2) EXPECT_THAT(r.err, HasSubstr("usage:")) << what;
-    if (c.exit == 0) EXPECT_THAT(r.out, HasSubstr("usage:")) << what;
+    if (c.exit == 2) {
+      EXPECT_THAT(r.err, HasSubstr("usage:")) << what;
+    }
+    if (c.exit == 0) {
+      EXPECT_THAT(r.out, HasSubstr("usage:")) << what;
+    }
   }
   EXPECT_FALSE(std::filesystem::exists(Path("c.img")));
 }

@@ -12,7 +12,7 @@ void* MapPrivate(int fd, std::size_t& size) {
   size = 0;
   struct stat st;
   if (::fstat(fd, &st) != 0) return nullptr;
-  // An empty file has nothing to map, as on the platform the design came from.
+  // An empty file has nothing to map (intended: mapping it fails).
   if (!S_ISREG(st.st_mode) || st.st_size <= 0) {
     errno = S_ISREG(st.st_mode) ? EINVAL : ENODEV;
     return nullptr;

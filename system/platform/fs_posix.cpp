@@ -260,14 +260,7 @@ bool ReadWrite(int in, int out) {
       if (errno == EINTR) continue;
       return false;
     }
-    for (ssize_t done = 0; done < n;) {
-      ssize_t w = write(out, buffer + done, static_cast<std::size_t>(n - done));
-      if (w < 0) {
-        if (errno == EINTR) continue;
-        return false;
-      }
-      done += w;
-    }
+    if (!WriteAll(out, buffer, static_cast<std::size_t>(n))) return false;
   }
 }
 
@@ -431,6 +424,30 @@ bool SetReadOnly(const char* path, bool readOnly) {
   mode_t mode = st.st_mode & 07777;
   mode = readOnly ? (mode & ~(S_IWUSR | S_IWGRP | S_IWOTH)) : (mode | S_IWUSR);
   return chmod(p.c_str(), mode) == 0;
+}
+
+bool WriteAll(int fd, const void* data, std::size_t count) {
+  const char* p = static_cast<const char*>(data);
+  while (count > 0) {
+    const ssize_t n = write(fd, p, count);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    p += n;
+    count -= static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+std::size_t ReadAll(int fd, void* data, std::size_t count) {
+  char* p = static_cast<char*>(data);
+  std::size_t done = 0;
+  while (done < count) {
+    const ssize_t n = read(fd, p + done, count - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    done += static_cast<std::size_t>(n);
+  }
+  return done;
 }
 
 }  // namespace brix::fs

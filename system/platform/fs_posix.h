@@ -1,6 +1,7 @@
 // fs_posix.h - the POSIX file-system services behind paths, directories and files.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -92,5 +93,13 @@ int GetAttributes(const char* path);
 
 /// Sets or clears the read-only attribute (the owner's write permission).
 bool SetReadOnly(const char* path, bool readOnly);
+
+/// Writes all `count` bytes to `fd`, going on after interrupted and partial writes.
+/// False when a write fails.
+bool WriteAll(int fd, const void* data, std::size_t count);
+
+/// Reads up to `count` bytes from `fd`, going on after interrupted and partial reads.
+/// Returns the number read: fewer than `count` only at the end of the file or on error.
+std::size_t ReadAll(int fd, void* data, std::size_t count);
 
 }  // namespace brix::fs

@@ -12,6 +12,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/fs_posix.h"
+
 namespace brix::settings {
 namespace {
 
@@ -52,16 +54,6 @@ bool ReadAll(const std::string& path, std::string& out) {
     out.append(buffer, static_cast<size_t>(n));
   }
   ::close(fd);
-  return true;
-}
-
-bool WriteAll(int fd, std::string_view data) {
-  while (!data.empty()) {
-    ssize_t n = ::write(fd, data.data(), data.size());
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    data.remove_prefix(static_cast<size_t>(n));
-  }
   return true;
 }
 
@@ -163,7 +155,7 @@ bool Replace(const std::string& path, const std::string& content) {
   if (fd < 0) return false;
   struct stat st;
   if (::stat(path.c_str(), &st) == 0) ::fchmod(fd, st.st_mode & 07777);
-  bool ok = WriteAll(fd, content) && ::fsync(fd) == 0;
+  bool ok = brix::fs::WriteAll(fd, content.data(), content.size()) && ::fsync(fd) == 0;
   int saved = errno;
   if (::close(fd) != 0 && ok) {
     ok = false;

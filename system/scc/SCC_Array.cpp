@@ -11,7 +11,7 @@
 namespace {
 
 constexpr const char* kFile = "system/scc/SCC_Array";
-// Sites of our own, for misuse the original checks did not name.
+// Sites of our own, for misuse the numbered checks do not cover.
 constexpr int kLineNegativeIndex = 601;
 constexpr int kLineInsertRange = 602;
 constexpr int kLineDeleteRange = 603;

@@ -20,7 +20,7 @@ namespace {
 
 constexpr const char* kFile = "system/sfm/sfmfile";
 constexpr int kLineEofNoStream = 355;
-// Sites the design leaves unnumbered, numbered here past its own.
+// Sites of our own, numbered past the file's other check sites.
 constexpr int kLineGetOnText = 801;
 constexpr int kLinePutOnText = 802;
 constexpr int kLineStillOpen = 804;

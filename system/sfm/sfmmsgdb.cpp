@@ -35,7 +35,7 @@ int32_t ParseNumber(const char* p, const char* end) {
   return int32_t(std::min<int64_t>(value, INT32_MAX));
 }
 
-// Keys are 32-bit and wrap like the design's long arithmetic; computed unsigned so
+// Keys are 32-bit and wrap like 32-bit long arithmetic; computed unsigned so
 // that a file with huge numbers cannot overflow a signed type.
 inline int32_t AddKey(int32_t a, int32_t b) { return int32_t(uint32_t(a) + uint32_t(b)); }
 

@@ -63,30 +63,6 @@ void CloseHandle(int& fd) {
   fd = -1;
 }
 
-bool WriteAll(int fd, const void* data, size_t count) {
-  const char* p = static_cast<const char*>(data);
-  while (count > 0) {
-    const ssize_t n = write(fd, p, count);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    p += n;
-    count -= static_cast<size_t>(n);
-  }
-  return true;
-}
-
-size_t ReadAll(int fd, void* data, size_t count) {
-  char* p = static_cast<char*>(data);
-  size_t done = 0;
-  while (done < count) {
-    const ssize_t n = read(fd, p + done, count - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) break;
-    done += static_cast<size_t>(n);
-  }
-  return done;
-}
-
 std::string CurrentUserName() {
   std::vector<char> buffer(1024);
   struct passwd pw;
@@ -117,19 +93,19 @@ uint32_t GetLength(const unsigned char* in) {
 bool WriteRecord(int fd, const std::string& text) {
   unsigned char length[4];
   PutLength(length, static_cast<uint32_t>(text.size() + 1));
-  return WriteAll(fd, length, 4) && WriteAll(fd, text.c_str(), text.size() + 1);
+  return brix::fs::WriteAll(fd, length, 4) && brix::fs::WriteAll(fd, text.c_str(), text.size() + 1);
 }
 
 // Reads one length-prefixed record; false on any shortfall. The length is
 // checked against what the file still holds before anything is allocated.
 bool ReadRecord(int fd, off_t fileSize, SYS_String& text) {
   unsigned char length[4];
-  if (ReadAll(fd, length, 4) != 4) return false;
+  if (brix::fs::ReadAll(fd, length, 4) != 4) return false;
   const uint32_t size = GetLength(length);
   const off_t at = lseek(fd, 0, SEEK_CUR);
   if (at < 0 || static_cast<uint64_t>(size) > static_cast<uint64_t>(fileSize - at)) return false;
   std::string bytes(size, '\0');
-  if (ReadAll(fd, bytes.data(), size) != size) return false;
+  if (brix::fs::ReadAll(fd, bytes.data(), size) != size) return false;
   text = bytes.c_str();  // up to the terminating zero
   return true;
 }
@@ -450,7 +426,7 @@ void SFM_ProjectFile::Clear() {
   if (m_handle == -1) return;
   lseek(m_handle, 0, SEEK_SET);
   if (ftruncate(m_handle, 0) != 0) {
-    // Nothing to report through: the design's Clear has no result.
+    // Nothing to report through: Clear has no result.
   }
 }
 

@@ -153,7 +153,7 @@ int SSM::Handle(State* s, const char* message, const char* file, int line, SSM_F
   if (throwIt) {
     AssertData* fatal = s->pendingFatal;
     // The current entry is the one handled last, which a nested report may have
-    // moved on from this one: the design throws that entry, and so do we.
+    // moved on from this one: that entry is thrown (intended).
     AssertData* current = s->current.GetValuePtr();
     // A manager destroyed by its own hook takes its entries along: nothing to throw.
     const bool entriesLive = s->refs > 1;
