@@ -2,7 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -532,6 +535,120 @@ TEST_F(DirTest, MoveAcrossFileSystems) {
   EXPECT_FALSE(Exists(P("m")));
   EXPECT_EQ(ReadFile(other), "cross");
   stdfs::remove_all(templ);
+}
+
+// A trailing dot and a colon are parts of POSIX names: the directory object, the
+// names joined to it and the searches in it reach the file named, never a neighbour.
+TEST_F(DirTest, NamesWithDotsAndColonsReachTheRightFile) {
+  const struct {
+    const char* target;
+    const char* neighbour;
+  } cases[] = {{"old.", "old"}, {"v2..", "v2."}, {"x:.", "x:"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.target);
+    ASSERT_EQ(mkdir(P(c.target).c_str(), 0777), 0);
+    ASSERT_EQ(mkdir(P(std::string(c.target) + "/sub").c_str(), 0777), 0);
+    ASSERT_EQ(mkdir(P(c.neighbour).c_str(), 0777), 0);
+    WriteFile(P(std::string(c.target) + "/sub/gone"), "g");
+    WriteFile(P(std::string(c.neighbour) + "/keep"), "k");
+    SFM_Directory dir(P(c.target).c_str());
+    EXPECT_EQ(S(dir), P(c.target));
+    EXPECT_EQ(S(dir + "f"), P(std::string(c.target) + "/f"));
+    EXPECT_EQ(dir.DirExists("sub"), 1);
+    EXPECT_EQ(dir.DeleteAll(), 1);
+    EXPECT_TRUE(stdfs::is_empty(P(c.target)));
+    EXPECT_EQ(ReadFile(P(std::string(c.neighbour) + "/keep")), "k");
+  }
+
+  WriteFile(P("rev:2.pcb"), "board");
+  ASSERT_EQ(mkdir(P("cwd").c_str(), 0777), 0);
+  ASSERT_EQ(chdir(P("cwd").c_str()), 0);
+  SFM_Directory dir(root_.c_str());
+  EXPECT_EQ(S(dir + "rev:2.pcb"), P("rev:2.pcb"));
+  EXPECT_EQ(dir.FileExists("rev:2.pcb"), 1);
+  EXPECT_EQ(Collect("rev:*", [&](const char* p) { return dir.GetNextFile(p); }),
+            Names{"rev:2.pcb"});
+  EXPECT_EQ(S(dir + "C:\\board.pcb"), "C:\\board.pcb");  // a drive written on Windows
+}
+
+// The copy goes to a temporary file beside the target and replaces the target only
+// when it is complete; a failure leaves the old target as it was.
+TEST_F(DirTest, CopyReplacesTheTargetOnlyWhenComplete) {
+  const std::string source(64 * 1024, 's');
+  const struct Case {
+    const char* what;
+    std::function<bool()> setUp;  // false: skip this row here
+    bool fileSizeLimit;           // run the copy with RLIMIT_FSIZE below the source size
+    int result;
+    std::function<void()> check;
+  } cases[] = {
+      {"the disk fills half way", [] { return true; }, true, 0,
+       [&] { EXPECT_EQ(ReadFile(P("dst")), "precious"); }},
+      {"the target is a symbolic link",
+       [&] {
+         WriteFile(P("elsewhere"), "other");
+         return std::remove(P("dst").c_str()) == 0 &&
+                symlink(P("elsewhere").c_str(), P("dst").c_str()) == 0;
+       },
+       false, 1,
+       [&] {
+         struct stat st;
+         ASSERT_EQ(lstat(P("dst").c_str(), &st), 0);
+         EXPECT_TRUE(S_ISREG(st.st_mode));  // the link is replaced, not followed
+         EXPECT_EQ(ReadFile(P("dst")), source);
+         EXPECT_EQ(ReadFile(P("elsewhere")), "other");
+       }},
+      {"the target has a second name",
+       [&] { return link(P("dst").c_str(), P("second").c_str()) == 0; }, false, 1,
+       [&] {
+         EXPECT_EQ(ReadFile(P("dst")), source);
+         EXPECT_EQ(ReadFile(P("second")), "precious");
+       }},
+      {"the target is read-only", [&] { return geteuid() != 0 && chmod(P("dst").c_str(), 0444) == 0; },
+       false, 0, [&] { EXPECT_EQ(ReadFile(P("dst")), "precious"); }},
+      {"the target is a directory",
+       [&] { return std::remove(P("dst").c_str()) == 0 && mkdir(P("dst").c_str(), 0777) == 0; },
+       false, 0, [&] { EXPECT_TRUE(stdfs::is_directory(P("dst"))); }},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    std::error_code ignored;
+    for (const char* name : {"src", "dst", "second", "elsewhere"}) stdfs::remove_all(P(name), ignored);
+    WriteFile(P("src"), source);
+    WriteFile(P("dst"), "precious");
+    if (!c.setUp()) continue;
+    std::set<std::string> before;
+    for (const auto& entry : stdfs::directory_iterator(root_)) before.insert(entry.path().string());
+
+    int result = -1;
+    if (c.fileSizeLimit) {
+      const pid_t pid = fork();
+      ASSERT_GE(pid, 0);
+      if (pid == 0) {
+        signal(SIGXFSZ, SIG_IGN);
+        struct rlimit limit = {4096, 4096};
+        if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(2);
+        Listener none;
+        SFM_Directory dir(root_.c_str());
+        const int copied = dir.CopyFile(P("src").c_str(), P("dst").c_str(), 1);
+        const bool told = none.Codes() == std::vector<int>{205} && none.seen[0].error == EFBIG;
+        _exit(copied == 0 && told ? 0 : 1);
+      }
+      int status = 0;
+      ASSERT_EQ(waitpid(pid, &status, 0), pid);
+      result = WIFEXITED(status) && WEXITSTATUS(status) == 0 ? 0 : -1;
+    } else {
+      Listener none;
+      SFM_Directory dir(root_.c_str());
+      result = dir.CopyFile(P("src").c_str(), P("dst").c_str(), 1);
+    }
+    EXPECT_EQ(result, c.result);
+    c.check();
+    std::set<std::string> after;
+    for (const auto& entry : stdfs::directory_iterator(root_)) after.insert(entry.path().string());
+    EXPECT_EQ(after, before);  // no temporary file stays behind
+    chmod(P("dst").c_str(), 0644);
+  }
 }
 
 TEST_F(DirTest, WithoutManagerNothingIsAsked) {

@@ -1,8 +1,10 @@
 // file_test.cpp - SFM_File on real files: typed data, text lines, positions, mapping, events.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -530,3 +532,194 @@ TEST(FileTest, MisuseFailsChecksAtItsSites) {
 }
 
 }  // namespace
+
+namespace {
+
+// One step script for a file parked by the manager: open with `mode` on `before`
+// (null: no file), write `first`, seek to `seekTo` (-1: stay), park, then read
+// `readBack` or write `second`. The file must then hold `expect`.
+struct ReopenCase {
+  const char* mode;
+  const char* before;
+  const char* first;
+  long seekTo;
+  const char* readBack;
+  const char* second;
+  const char* expect;
+};
+
+const ReopenCase kReopenCases[] = {
+    // Write modes write where the position says and never truncate again.
+    {"wb", nullptr, "HEADER??BODYBODY", 6, nullptr, "OK", "HEADEROKBODYBODY"},
+    {"w", "old", "HEADER??BODYBODY", 6, nullptr, "OK", "HEADEROKBODYBODY"},
+    {"wt", "old", "HEADER??BODY", 6, nullptr, "OK", "HEADEROKBODY"},
+    {"w+b", nullptr, "HEADER??BODY", 6, nullptr, "OK", "HEADEROKBODY"},
+    {"w+", nullptr, "HEADER??BODY", 6, "??BODY", nullptr, "HEADER??BODY"},
+    {"we", nullptr, "HEADER??BODY", 6, nullptr, "OK", "HEADEROKBODY"},
+    // Exclusive creation must not make the reopen fail on the file it created.
+    {"wbx", nullptr, "HEADER??BODYBODY", 6, nullptr, "OK", "HEADEROKBODYBODY"},
+    {"w+x", nullptr, "HEADER??BODY", 6, nullptr, "OK", "HEADEROKBODY"},
+    // Append modes keep appending; reads follow the position.
+    {"ab", "xy", "12", 0, nullptr, "34", "xy1234"},
+    {"a+", "xy", "12", 0, "xy12", nullptr, "xy12"},
+    {"a+bx", nullptr, "12", 0, "12", nullptr, "12"},
+    // Read modes.
+    {"r+", "0123456789", "ab", 5, "56789", nullptr, "ab23456789"},
+    {"r+b", "0123456789", "ab", 7, nullptr, "cd", "ab23456cd9"},
+    {"r", "abcdef", nullptr, 2, "cdef", nullptr, "abcdef"},
+    {"rb", "abcdef", nullptr, 4, "ef", nullptr, "abcdef"},
+};
+
+bool CloseOnExec(std::FILE* stream) {
+  return stream && (fcntl(fileno(stream), F_GETFD) & FD_CLOEXEC) != 0;
+}
+
+}  // namespace
+
+TEST(FileTest, ReopenRestoresTheStreamExactly) {
+  TempDir dir;
+  SFM* manager = SFM::GetManager();
+  for (const ReopenCase& c : kReopenCases) {
+    SCOPED_TRACE(c.mode);
+    std::string path = dir / "reopen";
+    std::filesystem::remove(path);
+    if (c.before) Spit(path, c.before);
+    SFM_File f(path.c_str(), c.mode);
+    ASSERT_TRUE(f.IsOpen());
+    if (c.first) {
+      ASSERT_TRUE(f.Write(c.first, static_cast<long>(strlen(c.first))));
+    }
+    if (c.seekTo >= 0) {
+      ASSERT_TRUE(f.Seek(static_cast<int>(c.seekTo), SFM_File::Begin));
+    }
+    const long position = f.GetPosition();
+    const bool cloexec = CloseOnExec(f.GetStream());
+    ASSERT_EQ(manager->CloseLeastRecentlyOpened(), 1);
+    ASSERT_EQ(f.IsTempClosed(), 1);
+    EXPECT_EQ(f.GetPosition(), position);
+    if (!f.GetStream()) {
+      ADD_FAILURE() << "the reopen failed";
+      continue;
+    }
+    EXPECT_EQ(CloseOnExec(f.GetStream()), cloexec);
+    EXPECT_EQ(std::string(f.GetMode()), c.mode);
+    if (c.readBack) {
+      std::string got(strlen(c.readBack) + 4, '\0');
+      got.resize(static_cast<size_t>(f.Read(got.data(), static_cast<long>(got.size()))));
+      EXPECT_EQ(got, c.readBack);
+    }
+    if (c.second) {
+      EXPECT_TRUE(f.Write(c.second, static_cast<long>(strlen(c.second))));
+    }
+    f.Close();
+    EXPECT_EQ(Slurp(path), c.expect);
+  }
+}
+
+// A stream that could not be put back exactly stays open instead of being parked,
+// and a file that another one has replaced under its name is never written to.
+TEST(FileTest, StreamsThatCannotBeResumedAreNotParked) {
+  TempDir dir;
+  SFM* manager = SFM::GetManager();
+  std::string fifo = dir / "fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  std::string wide = dir / "wide";
+  std::string gone = dir / "gone";
+  Spit(gone, "data");
+  struct Case {
+    const char* what;
+    std::string path;
+    const char* mode;
+  } cases[] = {
+      {"a pipe has no position", fifo, "r+"},
+      {"a converting stream has a state of its own", wide, "w,ccs=UTF-8"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    SFM_File f(c.path.c_str(), c.mode);
+    ASSERT_TRUE(f.IsOpen());
+    EXPECT_EQ(manager->CloseLeastRecentlyOpened(), 0);
+    EXPECT_EQ(f.IsTempClosed(), 0);
+    EXPECT_NE(f.GetStream(), nullptr);
+  }
+
+  // Parked, then the name is given to another file: the reopen refuses it.
+  SFM_File f(gone.c_str(), "r+");
+  ASSERT_EQ(manager->CloseLeastRecentlyOpened(), 1);
+  Spit(dir / "other", "other");
+  ASSERT_EQ(std::rename((dir / "other").c_str(), gone.c_str()), 0);
+  {
+    SSM ssm;
+    EXPECT_EQ(FailedCheck([&] { f.Write("XX", 2); }), (Failure{"system/sfm/sfmfile", 274, "Tamsk: "}));
+  }
+  EXPECT_FALSE(f.IsOpen());
+  EXPECT_EQ(Slurp(gone), "other");
+}
+
+// The manager parks files to free handles; files it cannot park are passed over, and
+// when none is left every loop that waits for a handle ends and reports the failure.
+TEST(FileTest, OutOfHandlesNeverLoops) {
+  TempDir dir;
+  std::string fifo = dir / "fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  Spit(dir / "data", "0123456789");
+  // Takes every free descriptor under a small limit; the caller frees what it needs.
+  auto exhaust = [](std::vector<int>& held) -> bool {
+    struct rlimit limit = {64, 64};
+    if (setrlimit(RLIMIT_NOFILE, &limit) != 0) return false;
+    for (int fd; (fd = open("/dev/null", O_RDONLY)) >= 0;) held.push_back(fd);
+    return errno == EMFILE;
+  };
+  struct Case {
+    const char* what;
+    std::function<int(SFM_File& pipe, SFM_File& data, std::vector<int>& held)> body;
+  } cases[] = {
+      {"open passes over the pipe and parks the data file",
+       [&](SFM_File& pipe, SFM_File& data, std::vector<int>&) -> int {
+         SFM_File next((dir / "next").c_str(), "w");
+         if (!next.IsOpen()) return 10;
+         if (!data.IsTempClosed() || pipe.IsTempClosed()) return 11;
+         for (int code : Recorder::codes)
+           if (code == SFM::OpenFailed) return 12;  // the listeners are never asked
+         return 0;
+       }},
+      {"open with nothing left to park asks the listeners once",
+       [&](SFM_File&, SFM_File& data, std::vector<int>& held) -> int {
+         data.Close();
+         for (int fd; (fd = open("/dev/null", O_RDONLY)) >= 0;) held.push_back(fd);
+         Recorder::codes.clear();
+         SFM_File next((dir / "next").c_str());
+         if (next.Open("w") != 0) return 20;
+         if (Recorder::codes != std::vector<int>{SFM::AboutToOpen, SFM::OpenFailed}) return 21;
+         return Recorder::data.back().GetError() == EMFILE ? 0 : 22;
+       }},
+      {"a reopen with nothing left to park gives up",
+       [&](SFM_File&, SFM_File& data, std::vector<int>& held) -> int {
+         if (SFM::GetManager()->CloseLeastRecentlyOpened() != 1) return 30;
+         for (int fd; (fd = open("/dev/null", O_RDONLY)) >= 0;) held.push_back(fd);
+         char ch;
+         if (data.Read(&ch, 1) != 0) return 31;
+         return data.IsOpen() ? 32 : 0;
+       }},
+      {"a mapping with nothing left to park gives up",
+       [&](SFM_File& pipe, SFM_File& data, std::vector<int>& held) -> int {
+         data.Close();
+         for (int fd; (fd = open("/dev/null", O_RDONLY)) >= 0;) held.push_back(fd);
+         return pipe.MapToMemory() == nullptr && pipe.GetStream() ? 0 : 40;
+       }},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    InChild([&]() -> int {
+      alarm(10);  // a loop without end dies here
+      Recorder rec;
+      SFM_File pipe(fifo.c_str(), "r+");  // the least recently opened file
+      SFM_File data((dir / "data").c_str(), "r+b");
+      if (!pipe.IsOpen() || !data.IsOpen()) return 1;
+      std::vector<int> held;
+      if (!exhaust(held)) return 2;
+      Recorder::codes.clear();
+      return c.body(pipe, data, held);
+    });
+  }
+}

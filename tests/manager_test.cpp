@@ -2,6 +2,7 @@
 // file list.
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -145,6 +146,43 @@ TEST_F(ManagerTest, OutOfHandlesClosesTheLeastRecentlyOpenedFile) {
   EXPECT_EQ(manager_->Event(SFM::OpenFailed, data), 0);
   EXPECT_EQ(Codes(), (std::vector<int>{SFM::OpenFailed}));
   EXPECT_EQ(Slurp(dir / "a"), "a\n");
+}
+
+// Files that cannot be parked (no position to resume at) are passed over; when no
+// file can give up its handle, the listeners answer as for any other failure.
+TEST_F(ManagerTest, OutOfHandlesPassesOverFilesThatCannotBeParked) {
+  TempDir dir;
+  std::string fifo = dir / "fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  struct Case {
+    const char* what;
+    bool withData;  // a regular file opened after the pipe
+    int answer;     // the listeners' answer
+    int expect;
+    std::vector<int> told;
+  } cases[] = {
+      {"the next file is parked", true, 0, SFM::Retry, {}},
+      {"nothing to park: the listeners give up", false, 0, 0, {SFM::OpenFailed}},
+      {"nothing to park: the listeners retry", false, SFM::Retry, SFM::Retry, {SFM::OpenFailed}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    SFM_File pipe(fifo.c_str(), "r+");
+    SFM_File data((dir / "data").c_str());
+    if (c.withData) {
+      ASSERT_EQ(data.Open("w"), 1);
+    }
+    ASSERT_EQ(pipe.IsOpen(), 1);
+    g_seen.clear();
+    g_answer = c.answer;
+    SFM_EventData event((dir / "new").c_str());
+    errno = EMFILE;
+    EXPECT_EQ(manager_->Event(SFM::OpenFailed, event), c.expect);
+    EXPECT_EQ(Codes(), c.told);
+    EXPECT_EQ(pipe.IsTempClosed(), 0);
+    EXPECT_NE(pipe.GetStream(), nullptr);
+    EXPECT_EQ(data.IsTempClosed(), c.withData ? 1 : 0);
+  }
 }
 
 TEST_F(ManagerTest, InitiateOnceAndValidity) {

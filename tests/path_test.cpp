@@ -48,8 +48,6 @@ const ParseCase kParseCases[] = {
     {"file", "", "", "file", "", nullptr},
     {".profile", "", "", "", ".profile", nullptr},
     {"archive.tar.gz", "", "", "archive.tar", ".gz", nullptr},
-    {"name...", "", "", "name", "", "name"},
-    {"dir/..", "", "dir/", "", "", "dir/"},
     {"a.b/c", "", "a.b/", "c", "", nullptr},
     {"\\file.txt", "", "", "\\file", ".txt", nullptr},  // index 0 is never a separator
     {"/file.txt", "", "", "/file", ".txt", nullptr},
@@ -75,25 +73,84 @@ TEST(PathTest, ParseTable) {
 }
 
 // Whatever the text, the components always add up to the full path, and a reparse of
-// the full path gives the same components.
+// the full path gives the same components. POSIX names (separator 1) lose nothing.
 TEST(PathTest, ComponentsAlwaysRebuildTheFullPath) {
-  std::mt19937 random(12345);
-  const char alphabet[] = {'a', '.', '/', '\\', ':', 'b'};
-  for (int i = 0; i < 20000; ++i) {
-    std::string text(random() % 10, ' ');
-    for (char& ch : text) ch = alphabet[random() % sizeof alphabet];
-    SCOPED_TRACE(text);
-    const SFM_FilePath p(text.c_str());
-    const std::string full = S(p);
-    ASSERT_EQ(full, S(p.GetBasePath()) + S(p.GetRelPath()) + S(p.GetFileName()) +
-                        S(p.GetFileExtension()));
-    ASSERT_LE(full.size(), text.size());
-    ASSERT_EQ(full, text.substr(0, full.size()));  // only trailing dots are ever lost
-    const SFM_FilePath again(full.c_str());
-    ASSERT_EQ(S(again.GetBasePath()), S(p.GetBasePath()));
-    ASSERT_EQ(S(again.GetRelPath()), S(p.GetRelPath()));
-    ASSERT_EQ(S(again.GetFileNameExt()), S(p.GetFileNameExt()));
+  for (int separator : {0, 1}) {
+    SeparatorScope scope(separator);
+    std::mt19937 random(12345);
+    const char alphabet[] = {'a', '.', '/', '\\', ':', 'b'};
+    for (int i = 0; i < 20000; ++i) {
+      std::string text(random() % 10, ' ');
+      for (char& ch : text) ch = alphabet[random() % sizeof alphabet];
+      SCOPED_TRACE(text);
+      const SFM_FilePath p(text.c_str());
+      const std::string full = S(p);
+      ASSERT_EQ(full, S(p.GetBasePath()) + S(p.GetRelPath()) + S(p.GetFileName()) +
+                          S(p.GetFileExtension()));
+      if (separator == 1) {
+        ASSERT_EQ(full, text);
+      } else {
+        ASSERT_LE(full.size(), text.size());
+        ASSERT_EQ(full, text.substr(0, full.size()));  // only trailing dots are ever lost
+      }
+      const SFM_FilePath again(full.c_str());
+      ASSERT_EQ(S(again.GetBasePath()), S(p.GetBasePath()));
+      ASSERT_EQ(S(again.GetRelPath()), S(p.GetRelPath()));
+      ASSERT_EQ(S(again.GetFileNameExt()), S(p.GetFileNameExt()));
+    }
   }
+}
+
+// Separator 0 parses exactly as designed for Windows paths: the first colon anywhere
+// ends a drive and trailing dots are dropped. Separator 1, the default, parses POSIX
+// names: a dot or a colon is an ordinary character, except for a leading one-letter
+// drive written on Windows ("C:").
+TEST(PathTest, ColonsAndTrailingDotsFollowTheSeparatorSetting) {
+  const struct {
+    int separator;
+    const char* input;
+    const char* base;
+    const char* rel;
+    const char* name;
+    const char* ext;
+    const char* full;  // null: the input itself
+  } cases[] = {
+      {1, "/x/old.", "", "/x/", "old", ".", nullptr},
+      {1, "name...", "", "", "name..", ".", nullptr},
+      {1, "dir/..", "", "dir/", ".", ".", nullptr},
+      {1, "..", "", "", ".", ".", nullptr},
+      {1, "rev:2.pcb", "", "", "rev:2", ".pcb", nullptr},
+      {1, "/srv/rev:2.pcb", "", "/srv/", "rev:2", ".pcb", nullptr},
+      {1, "ab:c", "", "", "ab:c", "", nullptr},
+      {1, "1:x", "", "", "1:x", "", nullptr},
+      {1, ":x", "", "", ":x", "", nullptr},
+      {1, "C:\\dir\\f.txt", "C:", "\\dir\\", "f", ".txt", nullptr},
+      {1, "c:f", "c:", "", "f", "", nullptr},
+      {1, "C:", "C:", "", "", "", nullptr},
+      {1, "a:b:c", "a:", "", "b:c", "", nullptr},
+      {1, "\\\\srv\\c:x", "\\\\srv\\c:x", "", "", "", nullptr},
+      {0, "rev:2.pcb", "rev:", "", "2", ".pcb", nullptr},
+      {0, "\\\\srv\\c:x", "\\\\srv\\c:", "", "x", "", nullptr},
+      {0, "/tmp/a:b/c.d", "/tmp/a:", "b/", "c", ".d", nullptr},
+      {0, "ab:c", "ab:", "", "c", "", nullptr},
+      {0, ":x", ":", "", "x", "", nullptr},
+      {0, "name...", "", "", "name", "", "name"},
+      {0, "dir/..", "", "dir/", "", "", "dir/"},
+      {0, "/x/old.", "", "/x/", "old", "", "/x/old"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::to_string(c.separator) + " " + c.input);
+    SeparatorScope scope(c.separator);
+    const SFM_FilePath p(c.input);
+    EXPECT_EQ(S(p.GetBasePath()), c.base);
+    EXPECT_EQ(S(p.GetRelPath()), c.rel);
+    EXPECT_EQ(S(p.GetFileName()), c.name);
+    EXPECT_EQ(S(p.GetFileExtension()), c.ext);
+    EXPECT_EQ(S(p), c.full ? c.full : c.input);
+  }
+  // Joined to a directory, a name with a colon lands inside it.
+  SFM_FilePath joined("rev:2.pcb");
+  EXPECT_EQ(S(joined.SetDefPath("/work/board")), "/work/board/rev:2.pcb");
 }
 
 TEST(PathTest, AssignmentAndGetters) {
@@ -109,13 +166,13 @@ TEST(PathTest, AssignmentAndGetters) {
   EXPECT_EQ(S(p.GetFileExtension("x/y.z")), ".z");
   EXPECT_EQ(S(p.GetFileName(nullptr)), "y");
   EXPECT_EQ(S(p.GetFileDirectory("C:\\d\\f")), "C:\\d\\");
-  EXPECT_EQ(S(p.GetFileNameExt("p/q.r.")), "q.r");
+  EXPECT_EQ(S(p.GetFileNameExt("p/q.r.")), "q.r.");
   SFM_FilePath copy;
   copy = p;
-  EXPECT_EQ(S(copy), "p/q.r");
+  EXPECT_EQ(S(copy), "p/q.r.");
   EXPECT_EQ(S(p.GetRelPath("")), "");
   EXPECT_TRUE(p.IsEmpty());
-  EXPECT_EQ(S(SYS_String(copy)), "p/q.r");
+  EXPECT_EQ(S(SYS_String(copy)), "p/q.r.");
 }
 
 TEST(PathTest, RightDirectoryLooksAtTheDefaultSeparatorOnly) {

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -104,6 +106,54 @@ TEST_F(SettingsTest, EditsKeepCommentsAndTheRestOfTheFile) {
   EXPECT_EQ(Slurp(dir_ + "/brix.ini"),
             "; user notes\n[general]\neditor = vi\n# keep me\nfont=mono\n\n"
             "[general]\nlate=ignored\n[other]\r\nx=2\n");
+}
+
+// A settings file that exists but cannot be read whole is never replaced: the write
+// fails and the file (or the link in its place) stays exactly as it was.
+TEST_F(SettingsTest, AFileThatCannotBeReadIsLeftAlone) {
+  const std::string path = dir_ + "/brix.ini";
+  const std::string kept = "[general]\neditor=vi\n[units]\ngrid=25\n";
+  struct Case {
+    const char* what;
+    std::string linkTo;  // empty: a regular file with `kept`, made unreadable
+  } cases[] = {
+      {"no read permission", ""},
+      {"a link to a directory", root_},
+      {"a read that fails (EIO)", "/proc/self/mem"},
+      {"fewer bytes than its size (sysfs)", "/sys/kernel/uevent_seqnum"},
+  };
+  std::filesystem::create_directories(dir_);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    std::filesystem::remove(path);
+    if (c.linkTo.empty()) {
+      // Root reads whatever the permissions say; the other rows cover the read error.
+      if (geteuid() == 0) continue;
+      std::ofstream(path) << kept;
+      ASSERT_EQ(chmod(path.c_str(), 0), 0);
+    } else {
+      struct stat st;
+      if (stat(c.linkTo.c_str(), &st) != 0) continue;  // not on this system
+      ASSERT_EQ(symlink(c.linkTo.c_str(), path.c_str()), 0);
+    }
+    struct stat before;
+    ASSERT_EQ(lstat(path.c_str(), &before), 0);
+    errno = 0;
+    EXPECT_FALSE(settings::WriteValue("brix.ini", "general", "font", "mono"));
+    EXPECT_NE(errno, 0);
+    struct stat after;
+    ASSERT_EQ(lstat(path.c_str(), &after), 0);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+    EXPECT_EQ(after.st_mode, before.st_mode);
+    if (c.linkTo.empty()) {
+      ASSERT_EQ(chmod(path.c_str(), 0600), 0);
+      EXPECT_EQ(Slurp(path), kept);
+    }
+    for (auto& entry : std::filesystem::directory_iterator(dir_)) {
+      std::string name = entry.path().filename().string();
+      EXPECT_TRUE(name == "brix.ini" || name == "brix.ini.lock") << name;
+    }
+  }
 }
 
 TEST_F(SettingsTest, UserValuesLiveUnderTheirKey) {

@@ -106,7 +106,8 @@ class BRIX_API SFM {
   void AddFile(SFM_File* file);
   /// The files, least recently opened first.
   SCC_SafeDList<SFM_File>& GetFiles() { return files_; }
-  /// Temporarily closes the least recently opened file that is open; returns
+  /// Temporarily closes the least recently opened file that can be put back
+  /// exactly later (files that cannot, such as pipes, are passed over); returns
   /// 1 when one was closed, 0 when no file qualified.
   int CloseLeastRecentlyOpened();
 

@@ -1,6 +1,7 @@
 // sfmfile.h - SFM_File, a named file on a buffered stream that reports its failures to SFM.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <vector>
 
@@ -16,8 +17,10 @@
 /// reports opens, closes and I/O failures to it as events, whose listeners may
 /// answer retry, give up or end the process. The manager may close a file
 /// behind its owner's back when the process runs out of file handles; the next
-/// access reopens it transparently at the same position ("w" modes reopen as
-/// "a" so that the file is not truncated again).
+/// access reopens it transparently, exactly as it was: same position, same
+/// access, writes where the position says (append modes keep appending), never
+/// truncated or created again. A file that could not be put back exactly (a pipe
+/// or terminal, a file that lost its name, a ",ccs=" stream) is never parked.
 ///
 /// A file is binary when its mode contains "b". Text operations read the pair
 /// CR LF as one LF and write a bare LF.
@@ -172,4 +175,8 @@ class BRIX_API SFM_File : public SCC_SafeDListNode<SFM_File> {
   int tempClosed_ = 0;
   std::vector<long> positions_;
   Mapping* mapping_ = nullptr;
+  // The file a parked stream was open on (device and inode), so that the reopen
+  // never lands on another file that has taken the name.
+  std::uint64_t parkedDevice_ = 0;
+  std::uint64_t parkedInode_ = 0;
 };

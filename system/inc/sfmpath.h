@@ -14,11 +14,16 @@
 /// "/" separate directories when parsing; the class writes DefaultSeparator.
 ///
 /// This is pure string work: the class never touches the file system, never resolves,
-/// normalises or lengthens a path and never changes case. Some parsing rules are
-/// deliberately literal and are kept as they are:
-/// - a separator at index 0 is not seen as one, so "\file.txt" is the name "\file";
-/// - trailing dots of the name are dropped ("name..." is "name");
-/// - only a colon before the first separator ends a drive (on POSIX "/a:b" is a plain path).
+/// normalises or lengthens a path and never changes case. A separator at index 0 is
+/// deliberately not seen as one, so "\file.txt" is the name "\file".
+///
+/// The syntax follows DefaultSeparator:
+/// - 1, the POSIX default: dots and colons are ordinary characters of a name
+///   ("old." and "rev:2.pcb" are names as written); only a leading one-letter drive
+///   of a path written on Windows ("C:\dir") is a base path;
+/// - 0, Windows syntax as designed: the first ":" anywhere ends the base path
+///   ("\\srv\c:x" is base "\\srv\c:" and name "x") and trailing dots of the name
+///   are dropped ("name..." is "name").
 ///
 /// Getters take an optional path: when it is non-null the object is first assigned
 /// from it, so `p.GetFileExtension("a.txt")` both parses and answers. Setters return a
@@ -28,6 +33,7 @@ class BRIX_API SFM_FilePath {
   /// The two characters accepted as directory separators: "\/" (backslash first).
   static const SYS_String DirectorySeparators;
   /// Index into DirectorySeparators of the separator the class writes: 1 ("/") on POSIX.
+  /// It also selects the parsing syntax (see the class comment).
   static int DefaultSeparator;
 
   /// The separator the class writes, DirectorySeparators[DefaultSeparator].

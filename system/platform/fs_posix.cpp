@@ -284,9 +284,66 @@ bool CopyContent(int in, int out, off_t size) {
 
 }  // namespace
 
+namespace {
+
+// The directory part of a native path, for the temporary file beside it.
+std::string DirectoryOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// Checks what the target path holds now. Only a regular file or a symbolic link (the
+// link itself) is ever replaced; a read-only file is refused as Windows refuses it.
+bool TargetMayGo(const char* target, const struct stat& source, bool overwrite) {
+  struct stat st;
+  if (lstat(target, &st) != 0) return errno == ENOENT;
+  if (!overwrite) {
+    errno = EEXIST;
+    return false;
+  }
+  if (S_ISDIR(st.st_mode)) {
+    errno = EISDIR;
+    return false;
+  }
+  if (!S_ISREG(st.st_mode) && !S_ISLNK(st.st_mode)) {
+    errno = EINVAL;
+    return false;
+  }
+  if (S_ISREG(st.st_mode)) {
+    if (st.st_dev == source.st_dev && st.st_ino == source.st_ino) {
+      errno = EINVAL;  // a file copied onto itself
+      return false;
+    }
+    if (faccessat(AT_FDCWD, target, W_OK, AT_EACCESS) != 0) return false;
+  }
+  return true;
+}
+
+// Puts the complete temporary file in the target's place: replacing it, or only when
+// the name is free.
+bool PutInPlace(const char* temp, const char* target, bool overwrite) {
+  if (overwrite) return rename(temp, target) == 0;
+  if (renameat2(AT_FDCWD, temp, AT_FDCWD, target, RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  // No atomic exclusive rename here: a second name fails when the target exists.
+  if (link(temp, target) != 0) return false;
+  unlink(temp);
+  return true;
+}
+
+void SyncDirectory(const std::string& dir) {
+  const int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return;
+  fsync(fd);  // durability of the rename; the copy itself is already complete
+  close(fd);
+}
+
+}  // namespace
+
 bool CopyFile(const char* from, const char* to, bool overwrite) {
   Native src(from);
-  Native dst(to);
+  const std::string target = NativePath(to);
   // O_NONBLOCK keeps a FIFO named as the source from blocking the open.
   const int in = open(src.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (in < 0) return false;
@@ -299,39 +356,43 @@ bool CopyFile(const char* from, const char* to, bool overwrite) {
     return false;
   }
   fcntl(in, F_SETFL, fcntl(in, F_GETFL) & ~O_NONBLOCK);
+  if (!TargetMayGo(target.c_str(), st, overwrite)) {
+    ErrnoKeeper keep;
+    close(in);
+    return false;
+  }
 
-  const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (overwrite ? 0 : O_EXCL);
-  const int out = open(dst.c_str(), flags, st.st_mode & 07777);
+  // The copy is made complete and synced beside the target, then renamed over it, so
+  // that a failure half way (disk full, quota) leaves the old target untouched.
+  const std::string dir = DirectoryOf(target);
+  std::string temp = dir + "/.brixcopy-XXXXXX";
+  const int out = mkostemp(temp.data(), O_CLOEXEC);
   if (out < 0) {
     ErrnoKeeper keep;
     close(in);
     return false;
   }
-  struct stat dstStat;
-  if (fstat(out, &dstStat) == 0 && dstStat.st_dev == st.st_dev && dstStat.st_ino == st.st_ino) {
-    close(out);
-    close(in);
-    errno = EINVAL;  // truncating the target would destroy the source
-    return false;
-  }
-
-  bool ok = ftruncate(out, 0) == 0 && CopyContent(in, out, st.st_size);
+  bool ok = CopyContent(in, out, st.st_size);
   if (ok) {
     const timespec times[2] = {st.st_atim, st.st_mtim};
     // Permission bits and time are a courtesy; content is what must succeed.
-    (void)fchmod(out, st.st_mode & 07777);
+    (void)fchmod(out, st.st_mode & 0777);
     (void)futimens(out, times);
+    ok = fsync(out) == 0 || errno == EINVAL;  // EINVAL: a file system that cannot sync
   }
   {
     ErrnoKeeper keep;
     close(in);
   }
   if (close(out) != 0) ok = false;  // delayed write errors (NFS) show up here
+  if (ok) ok = PutInPlace(temp.c_str(), target.c_str(), overwrite);
   if (!ok) {
     ErrnoKeeper keep;
-    unlink(dst.c_str());
+    unlink(temp.c_str());
+    return false;
   }
-  return ok;
+  SyncDirectory(dir);
+  return true;
 }
 
 bool Rename(const char* from, const char* to) {

@@ -51,10 +51,15 @@ bool FindNext(FindSearch* search, FindRecord& out);
 /// Ends a search; null is accepted.
 void FindClose(FindSearch* search);
 
-/// Copies the regular file `from` to `to` byte for byte (any size), giving the target the
-/// source's permission bits and modification time. With `overwrite` false an existing
-/// target fails with EEXIST; copying a file onto itself fails with EINVAL. A target left
-/// incomplete by a failure is removed.
+/// Copies the regular file `from` to `to` byte for byte (any size). The copy is written to
+/// a temporary file in the target's directory, synced, and renamed over the target only
+/// when complete: a failure leaves an existing target untouched and no temporary file.
+/// The copy is a new file: the source's permission bits (without set-id bits) and
+/// modification time, the caller's owner and group; other names (hard links) of a
+/// replaced target keep the old content, and a symbolic link at `to` is itself replaced,
+/// never followed. With `overwrite` false an existing target fails with EEXIST; a
+/// directory (EISDIR), another special file (EINVAL), a read-only file (EACCES) and the
+/// source itself (EINVAL) are never replaced.
 bool CopyFile(const char* from, const char* to, bool overwrite);
 
 /// Renames `from` to `to`. Never replaces an existing target (EEXIST), as Windows renames

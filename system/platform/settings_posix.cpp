@@ -42,18 +42,38 @@ std::string OneLine(const char* text) {
   return s;
 }
 
+// Reads the whole settings file into `out`. A file that does not exist reads as
+// empty. Anything that keeps the file from being read whole - an error, something
+// other than a regular file, fewer bytes than its size - returns false with errno
+// set, so that no write ever replaces a file it could not read.
 bool ReadAll(const std::string& path, std::string& out) {
   out.clear();
-  int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return false;
-  char buffer[8192];
-  for (;;) {
-    ssize_t n = ::read(fd, buffer, sizeof buffer);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) break;
-    out.append(buffer, static_cast<size_t>(n));
+  // Non-blocking, so that a FIFO put in the file's place cannot hold us.
+  int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (fd < 0) return errno == ENOENT;
+  struct stat st;
+  int error = 0;
+  if (::fstat(fd, &st) != 0) {
+    error = errno;
+  } else if (!S_ISREG(st.st_mode)) {
+    error = S_ISDIR(st.st_mode) ? EISDIR : EINVAL;
+  } else {
+    char buffer[8192];
+    for (;;) {
+      ssize_t n = ::read(fd, buffer, sizeof buffer);
+      if (n < 0 && errno == EINTR) continue;
+      if (n < 0) error = errno;
+      if (n <= 0) break;
+      out.append(buffer, static_cast<size_t>(n));
+    }
+    if (!error && out.size() < static_cast<size_t>(st.st_size)) error = EIO;
   }
   ::close(fd);
+  if (error) {
+    out.clear();
+    errno = error;
+    return false;
+  }
   return true;
 }
 
@@ -248,9 +268,11 @@ bool WriteValue(const char* file, const char* section, const char* name, const c
     }
   }
   std::string text;
-  ReadAll(path, text);
-  std::string edited = Edit(text, sec, n, value);
-  bool ok = edited == text || Replace(path, edited);
+  bool ok = ReadAll(path, text);
+  if (ok) {
+    std::string edited = Edit(text, sec, n, value);
+    ok = edited == text || Replace(path, edited);
+  }
   int saved = errno;
   ::close(lock);  // releases the flock
   errno = saved;

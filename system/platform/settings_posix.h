@@ -42,7 +42,9 @@ BRIX_API bool ReadValue(const char* file, const char* section, const char* name,
 
 /// Sets value `name` of `section` in `file` (null `value` removes the name),
 /// creating the directory, the file and the section as needed. False, with
-/// errno set, when the file cannot be replaced (the old file is then intact) or
+/// errno set, when the existing file cannot be read whole (an error, something
+/// other than a regular file, fewer bytes than its size) or cannot be replaced
+/// (the old file is then intact either way), or
 /// when a name cannot be written as INI (EINVAL: an empty name, a name holding
 /// "=" or starting with "[", ";" or "#", a section holding "]", line breaks).
 BRIX_API bool WriteValue(const char* file, const char* section, const char* name,

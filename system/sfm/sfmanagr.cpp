@@ -52,11 +52,12 @@ void SFM::AddFile(SFM_File* file) { files_.AddTail(file); }
 
 int SFM::CloseLeastRecentlyOpened() {
   SCC_SafeDListIterator<SFM_File> it(files_);
+  // A file that declines (or whose buffered bytes cannot be written out) is passed
+  // over for the next one; each file is asked once, so the walk always ends.
   while (SFM_File* file = it.Next()) {
-    if (file->MayBeTempClosed()) {
-      file->TempClose();
-      return 1;
-    }
+    if (!file->MayBeTempClosed()) continue;
+    file->TempClose();
+    if (file->IsTempClosed()) return 1;
   }
   return 0;
 }

@@ -38,9 +38,9 @@ bool IsDotOrDotDot(const char* name) {
 
 int Length(const SFM_FilePath& path) { return static_cast<SYS_String>(path).GetLength(); }
 
-// Parsing drops trailing dots, which Windows file systems ignore; on POSIX "a."
-// and "a" are different files, so names handed to the system get them back: `dropped`
-// is the length of the text minus the length of its parse.
+// Windows syntax (separator 0) drops trailing dots when parsing; on POSIX "a." and
+// "a" are different files, so names handed to the system get them back: `dropped` is
+// the length of the text minus the length of its parse (0 with POSIX syntax).
 SYS_String WithDots(const SFM_FilePath& path, int dropped) {
   SYS_String full = path;
   if (dropped > 0) full += SYS_String('.', dropped);

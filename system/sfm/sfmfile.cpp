@@ -121,7 +121,12 @@ int SFM_File::IsOpen() { return stream_ != nullptr || tempClosed_; }
 
 int SFM_File::IsValid() { return IsOpen(); }
 
-int SFM_File::MayBeTempClosed() { return IsOpen() && !tempClosed_; }
+// A file the manager could not put back exactly (a pipe, a terminal, a file that
+// lost its name, a converting stream) declines, so the manager looks further.
+int SFM_File::MayBeTempClosed() {
+  brix::file::Identity identity;
+  return stream_ && !tempClosed_ && brix::file::CanResume(stream_, mode_, identity);
+}
 
 int SFM_File::Open(SYS_String mode) {
   SFM_FILE_CHECK(!IsOpen(), 290);
@@ -171,8 +176,12 @@ void SFM_File::Close() {
 
 void SFM_File::TempClose() {
   SFM_FILE_CHECK(MayBeTempClosed(), 257);
-  // A stream whose position cannot be taken (a pipe) could not be resumed.
-  if (!stream_ || !PushPosition(0, Current)) return;
+  brix::file::Identity identity;
+  if (!stream_ || !brix::file::CanResume(stream_, mode_, identity)) return;
+  // Buffered bytes go out now; when they cannot, the stream stays open with them.
+  if (std::fflush(stream_) != 0 || !PushPosition(0, Current)) return;
+  parkedDevice_ = identity.device;
+  parkedInode_ = identity.inode;
   tempClosed_ = 1;
   int failed = std::fclose(stream_);
   stream_ = nullptr;
@@ -183,22 +192,25 @@ int SFM_File::ReOpen() {
   if (!tempClosed_) return 1;
   tempClosed_ = 0;
   Report(SFM::AboutToOpen, name_);
-  // Only the first letter is looked at, by design: "w" and "wb" become "a" and
-  // "ab", so that the file is not truncated again; "r+" is reused unchanged.
-  SYS_String mode = mode_;
-  if (!mode.IsEmpty() && mode[0] == 'w') mode.SetAt(0, 'a');
-  std::string path = brix::fs::NativePath(name_);
+  // The stream comes back as it was: same access, appending only when it did, no
+  // truncation and no exclusive creation, and only on the very file it was on.
+  const std::string path = brix::fs::NativePath(name_);
+  const brix::file::Identity identity{parkedDevice_, parkedInode_};
   for (;;) {
-    errno = 0;
-    stream_ = std::fopen(path.c_str(), mode);
+    stream_ = brix::file::Reopen(path.c_str(), mode_, identity);
     if (stream_ || errno != EMFILE) break;
-    // Out of handles: another file of ours gives up its handle for a while.
+    // Out of handles: another file of ours gives up its handle for a while. Each
+    // round parks one more file, so the loop ends when none is left.
     SFM* manager = SFM::GetManager();
     if (!manager || !manager->CloseLeastRecentlyOpened()) break;
   }
   SFM_FILE_CHECK(stream_, 274);
+  if (!stream_) {
+    positions_.pop_back();  // the position saved by TempClose
+    return 0;
+  }
   PopPosition();
-  return stream_ != nullptr;
+  return 1;
 }
 
 int SFM_File::SeekTo(long long offset, int origin) {
@@ -411,8 +423,10 @@ void* SFM_File::MapToMemory() {
   std::string path = brix::fs::NativePath(name_);
   int fd;
   for (;;) {
-    fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // Non-blocking, so that a pipe never waits for a writer; only regular files map.
+    fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd >= 0 || errno != EMFILE) break;
+    // Each round parks one more file, so the loop ends when none is left.
     SFM* manager = SFM::GetManager();
     if (!manager || !manager->CloseLeastRecentlyOpened()) break;
   }

@@ -10,6 +10,14 @@ bool IsSeparator(char c) { return c == '\\' || c == '/'; }
 
 char LastChar(const SYS_String& s) { return s.IsEmpty() ? '\0' : s[s.GetLength() - 1]; }
 
+bool IsAsciiLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
+
+// The index of the colon that ends a drive, or -1 when `s` has no drive.
+int DriveColon(const SYS_String& s) {
+  if (SFM_FilePath::DefaultSeparator == 0) return s.Find(':', 0);
+  return s.GetLength() >= 2 && IsAsciiLetter(s[0]) && s[1] == ':' ? 1 : -1;
+}
+
 }  // namespace
 
 const SYS_String SFM_FilePath::DirectorySeparators(kSeparators);
@@ -41,11 +49,11 @@ void SFM_FilePath::Process(const SYS_String& s) {
   const int length = s.GetLength();
   int start = 0;
 
-  // Base path: a drive ends at the first colon. Colons are ordinary characters in POSIX
-  // names, so one that follows a separator does not make "/a/b:c" a drive.
-  const int colon = s.Find(':', 0);
-  const int firstSeparator = s.FindOneOf(kSeparators, 0);
-  if (colon >= 0 && (firstSeparator < 0 || firstSeparator > colon)) {
+  // Base path. Windows syntax (separator 0) ends a drive at the first colon anywhere,
+  // as designed. POSIX syntax (separator 1) has a colon as an ordinary character of a
+  // name ("rev:2.pcb"); only a leading one-letter drive written on Windows counts.
+  const int colon = DriveColon(s);
+  if (colon >= 0) {
     base_ = s.Left(colon + 1);
     start = colon + 1;
   } else if (length > 2 && IsSeparator(s[0]) && s[0] == s[1]) {
@@ -73,8 +81,9 @@ void SFM_FilePath::Process(const SYS_String& s) {
     nameExt = s.Mid(last + 1);
   }
 
-  // Trailing dots are dropped ("file." is "file"), as Windows file systems do.
-  nameExt.TrimRight(".");
+  // Windows file systems ignore trailing dots ("file." is "file"), so Windows syntax
+  // drops them. On POSIX they are part of the name: "old." and "old" are two files.
+  if (DefaultSeparator == 0) nameExt.TrimRight(".");
   const int dot = nameExt.ReverseFind('.', -2);
   if (dot < 0) {
     name_ = nameExt;
@@ -213,6 +222,8 @@ SYS_String SFM_FilePath::SetFileExtension(const char* value) {
   SYS_String ext(value);
   if (ext[0] != '.') ext = "." + ext;
   ext_ = SFM_FilePath(ext).ext_;
+  // A lone dot is no extension: "" removes it, whichever syntax keeps trailing dots.
+  if (ext_ == ".") ext_.Empty();
   Regenerate();
   return full_;
 }
