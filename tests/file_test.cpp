@@ -286,9 +286,9 @@ TEST(FileTest, TemporaryCloseReopensTransparently) {
     const char* before;  // file content before opening
     const char* expect;  // content after: write "ab", temp close, write "cd"
   } cases[] = {
-      {"w", "old", "abcd"},          // reopened as "a": not truncated again
-      {"wb", "old", "abcd"},         // "wb" becomes "ab"
-      {"r+", "0123456", "abcd456"},  // reused unchanged, position restored
+      {"w", "old", "abcd"},          // not truncated again
+      {"wb", "old", "abcd"},
+      {"r+", "0123456", "abcd456"},  // position restored
       {"a+b", "xy", "xyabcd"},
   };
   SFM* manager = SFM::GetManager();
