@@ -331,6 +331,16 @@ TEST(FileTest, AssignmentMovesTheStream) {
   EXPECT_EQ(Slurp(path), "one\ntwo\n");
   EXPECT_TRUE(std::filesystem::exists(dir / "other"));
 
+  // A parked stream moves as well and comes back on the target.
+  SFM_File parked(path.c_str(), "r+");
+  ASSERT_EQ(SFM::GetManager()->CloseLeastRecentlyOpened(), 1);
+  SFM_File taker;
+  taker = parked;
+  EXPECT_EQ(taker.IsTempClosed(), 1);
+  EXPECT_EQ(taker.Write("ONE", 3), 1);
+  taker.Close();
+  EXPECT_EQ(Slurp(path), "ONE\ntwo\n");
+
   SFM_File copy(source);
   EXPECT_EQ(std::string(copy.GetName()), path);
   EXPECT_TRUE(copy.GetMode().IsEmpty());

@@ -80,6 +80,8 @@ SFM_File& SFM_File::operator=(SFM_File& source) {
   // The stream, the views and the temporary close move: this file closes them.
   stream_ = source.stream_;
   tempClosed_ = source.tempClosed_;
+  parkedDevice_ = source.parkedDevice_;
+  parkedInode_ = source.parkedInode_;
   mapping_ = source.mapping_;
   source.stream_ = nullptr;
   source.mapping_ = nullptr;
