@@ -302,6 +302,9 @@ TEST_F(DirTest, MakeDirectoryAndPath) {
   EXPECT_EQ(dir.MakePath(P("a/b/c/").c_str()), 0);  // the last one exists already
   EXPECT_EQ(dir.MakePath(""), 0);
   EXPECT_EQ(dir.MakePath(P("a/b/c/d").c_str()), 1);
+  // A directory whose name ends in a colon is made like any other, a drive is not.
+  EXPECT_EQ(dir.MakePath(P("rev:/2:").c_str()), 1);
+  EXPECT_TRUE(stdfs::is_directory(P("rev:/2:")));
 
   SFM_FilePath::DefaultSeparator = 0;
   // Only "\" splits now: "/" paths are made in one call, which needs the parent.

@@ -653,6 +653,17 @@ TEST(FileTest, StreamsThatCannotBeResumedAreNotParked) {
     EXPECT_NE(f.GetStream(), nullptr);
   }
 
+  // Buffered bytes that cannot be written out now keep the stream open with them.
+  InChild([&]() -> int {
+    signal(SIGXFSZ, SIG_IGN);
+    SFM_File full((dir / "full").c_str(), "w");
+    struct rlimit limit = {8, 8};
+    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
+    if (!full.Write("more than eight bytes", 21)) return 2;  // still in the buffer
+    if (SFM::GetManager()->CloseLeastRecentlyOpened() != 0) return 3;
+    return full.IsTempClosed() == 0 && full.GetStream() ? 0 : 4;
+  });
+
   // Parked, then the name is given to another file: the reopen refuses it.
   SFM_File f(gone.c_str(), "r+");
   ASSERT_EQ(manager->CloseLeastRecentlyOpened(), 1);

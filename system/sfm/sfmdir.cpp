@@ -36,6 +36,14 @@ bool IsDotOrDotDot(const char* name) {
   return name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0));
 }
 
+// A drive prefix is not a directory to make. Windows syntax (separator 0) takes any
+// prefix ending in a colon for one, as designed; POSIX syntax only "C:".
+bool IsDrive(const SYS_String& prefix) {
+  if (SFM_FilePath::DefaultSeparator == 0) return LastChar(prefix) == ':';
+  const char letter = prefix.GetLength() == 2 && prefix[1] == ':' ? prefix[0] : '\0';
+  return (letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z');
+}
+
 int Length(const SFM_FilePath& path) { return static_cast<SYS_String>(path).GetLength(); }
 
 // Windows syntax (separator 0) drops trailing dots when parsing; on POSIX "a." and
@@ -169,7 +177,7 @@ int SFM_Directory::MakePath(SYS_String path) {
   SYS_String prefix;
   for (int start = 0, end; (end = path.Find(separator, start)) >= 0; start = end + 1) {
     prefix += path.Mid(start, end - start);
-    if (!prefix.IsEmpty() && LastChar(prefix) != ':') result = MakeDirectory(prefix);
+    if (!prefix.IsEmpty() && !IsDrive(prefix)) result = MakeDirectory(prefix);
     prefix += separator;
   }
   return result;
