@@ -607,8 +607,9 @@ TEST_F(DirTest, CopyReplacesTheTargetOnlyWhenComplete) {
          EXPECT_EQ(ReadFile(P("dst")), source);
          EXPECT_EQ(ReadFile(P("second")), "precious");
        }},
-      {"the target is read-only", [&] { return geteuid() != 0 && chmod(P("dst").c_str(), 0444) == 0; },
-       false, 0, [&] { EXPECT_EQ(ReadFile(P("dst")), "precious"); }},
+      {"the target is read-only",
+       [&] { return geteuid() != 0 && chmod(P("dst").c_str(), 0444) == 0; }, false, 0,
+       [&] { EXPECT_EQ(ReadFile(P("dst")), "precious"); }},
       {"the target is a directory",
        [&] { return std::remove(P("dst").c_str()) == 0 && mkdir(P("dst").c_str(), 0777) == 0; },
        false, 0, [&] { EXPECT_TRUE(stdfs::is_directory(P("dst"))); }},
@@ -616,7 +617,8 @@ TEST_F(DirTest, CopyReplacesTheTargetOnlyWhenComplete) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     std::error_code ignored;
-    for (const char* name : {"src", "dst", "second", "elsewhere"}) stdfs::remove_all(P(name), ignored);
+    for (const char* name : {"src", "dst", "second", "elsewhere"})
+      stdfs::remove_all(P(name), ignored);
     WriteFile(P("src"), source);
     WriteFile(P("dst"), "precious");
     if (!c.setUp()) continue;

@@ -287,7 +287,7 @@ TEST(FileTest, TemporaryCloseReopensTransparently) {
     const char* before;  // file content before opening
     const char* expect;  // content after: write "ab", temp close, write "cd"
   } cases[] = {
-      {"w", "old", "abcd"},          // not truncated again
+      {"w", "old", "abcd"},  // not truncated again
       {"wb", "old", "abcd"},
       {"r+", "0123456", "abcd456"},  // position restored
       {"a+b", "xy", "xyabcd"},
@@ -676,7 +676,8 @@ TEST(FileTest, StreamsThatCannotBeResumedAreNotParked) {
   ASSERT_EQ(std::rename((dir / "other").c_str(), gone.c_str()), 0);
   {
     SSM ssm;
-    EXPECT_EQ(FailedCheck([&] { f.Write("XX", 2); }), (Failure{"system/sfm/sfmfile", 274, "Tamsk: "}));
+    EXPECT_EQ(FailedCheck([&] { f.Write("XX", 2); }),
+              (Failure{"system/sfm/sfmfile", 274, "Tamsk: "}));
   }
   EXPECT_FALSE(f.IsOpen());
   EXPECT_EQ(Slurp(gone), "other");

@@ -67,8 +67,7 @@ bool CanResume(std::FILE* stream, const char* mode, Identity& identity) {
   if (!stream || !ReopenFlags(mode, flags, streamMode)) return false;
   if (std::fwide(stream, 0) > 0) return false;  // a wide stream's conversion state is lost
   struct stat st;
-  if (::fstat(::fileno(stream), &st) != 0 || !S_ISREG(st.st_mode) || st.st_nlink == 0)
-    return false;
+  if (::fstat(::fileno(stream), &st) != 0 || !S_ISREG(st.st_mode) || st.st_nlink == 0) return false;
   if (::ftello(stream) < 0) return false;
   identity.device = st.st_dev;
   identity.inode = st.st_ino;
