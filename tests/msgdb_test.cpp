@@ -160,14 +160,49 @@ TEST_F(MsgDbTest, LineEndingsAndOddBytes) {
   EXPECT_EQ(Txt(db, 11), "last");  // no final line feed
 }
 
-TEST_F(MsgDbTest, LongTextsComeBackWhole) {
-  std::string mid(5000, 'm');
-  std::string huge(3 << 20, 'h');  // longer than the read buffer
-  huge[12345] = 'Q';
-  SFM_MessageDB db(Write("l.msg", "1:" + mid + "\n2:" + huge + "  $\n3:after\n").c_str());
-  EXPECT_EQ(Txt(db, 1), mid);
-  EXPECT_EQ(Txt(db, 2), huge + "  ");
-  EXPECT_EQ(Txt(db, 3), "after");
+// Texts longer than 200 bytes come back whole, up to the longest line the database
+// takes (64 KiB before the line feed); a longer line is rejected like any malformed one,
+// without being held whole, and the lines after it keep their keys and numbers.
+TEST_F(MsgDbTest, LongLinesUpToTheCapComeBackWholeLongerOnesAreRejected) {
+  constexpr size_t kCap = 65536;
+  auto text = [](size_t length) {
+    std::string t(length, 'm');
+    t[length / 2] = 'Q';
+    return t;
+  };
+  struct Case {
+    const char* what;
+    std::string line;
+    std::string expected;  // the text of key 7, "" when the line is rejected
+  } cases[] = {
+      {"past the 200-byte buffer", "7:" + text(5000), text(5000)},
+      {"exactly the cap", "7:" + text(kCap - 2), text(kCap - 2)},
+      {"exactly the cap with a guard", "7:" + text(kCap - 5) + "  $", text(kCap - 5) + "  "},
+      {"one byte over", "7:" + text(kCap - 1), ""},
+      {"over only by trailing blanks", "7:" + text(100) + std::string(kCap, ' '), ""},
+      {"a comment over the cap", ";" + text(kCap), ""},
+      {"a section header over the cap", "[" + text(kCap) + "]", ""},
+      {"longer than a read block", "7:" + text(3 << 20), ""},
+  };
+  for (const Case& c : cases) {
+    const std::string content = "1:one\n" + c.line + "\n2:two\n:bad\n";
+    const std::string reports = Diagnostics(content);
+    const std::string tooLong = "F(2) : line too long\n";
+    const std::string rejected = c.expected.empty() ? tooLong : "";
+    EXPECT_EQ(reports, rejected + "F(4) : invalid line : \":bad\"\n") << c.what;
+    SFM_MessageDB db(Write("l.msg", content).c_str(), 0);
+    EXPECT_EQ(Txt(db, 7), c.expected) << c.what;
+    EXPECT_EQ(Txt(db, 1), "one") << c.what;
+    EXPECT_EQ(Txt(db, 2), "two") << c.what;
+    EXPECT_EQ(db.GetSectionBase("m"), -1) << c.what;
+  }
+  // The last line of a file, without its line feed, and a file of one long line.
+  const std::string last = "1:one\n7:" + text(kCap);
+  EXPECT_EQ(Diagnostics(last), "F(2) : line too long\n");
+  EXPECT_EQ(Diagnostics("7:" + text(2 << 20) + "\n"), "F(1) : line too long\n");
+  SFM_MessageDB db(Write("e.msg", last).c_str(), 0);
+  EXPECT_EQ(Txt(db, 1), "one");
+  EXPECT_EQ(Txt(db, 7), "");
 }
 
 TEST_F(MsgDbTest, MissingFileAndEmptyFile) {

@@ -9,9 +9,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <random>
 #include <string>
@@ -194,6 +196,26 @@ std::string Record(const std::string& text) {
   const uint32_t n = static_cast<uint32_t>(text.size() + 1);
   std::string bytes{char(n & 0xff), char(n >> 8 & 0xff), char(n >> 16 & 0xff), char(n >> 24)};
   return bytes + text + '\0';
+}
+
+// Runs `body` in a forked child and gives its exit code, or -1 when the child had
+// not finished after `seconds` (an alarm ends it): a hang fails the test instead
+// of stopping the whole run.
+int ExitCodeWithin(unsigned seconds, const std::function<int()>& body) {
+  std::fflush(nullptr);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    alarm(seconds);
+    _exit(body());
+  }
+  int status = 0;
+  if (pid < 0 || waitpid(pid, &status, 0) != pid) return -2;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+mode_t ModeOf(const std::string& path) {
+  struct stat st;
+  return lstat(path.c_str(), &st) == 0 ? st.st_mode : 0;
 }
 
 // ---- The share-mode layer ---------------------------------------------------------
@@ -388,15 +410,72 @@ TEST_F(ProjectTest, InformationPath) {
 
 TEST_F(ProjectTest, InformationFileIsRewrittenWithoutTruncation) {
   const std::string tail(300, 'x');
-  Spit(info_, tail);
-  fsys::permissions(info_, fsys::perms::owner_read);  // read-only: made writable again
+  Spit(info_, Record("ann") + Record("ws7") + tail);
+  fsys::permissions(info_, fsys::perms::owner_read);  // an earlier record made read-only
   ASSERT_EQ(SFM_ProjectFile::TryLockProjectFile(file_.c_str()), 1);
   const std::string records = Record(ExpectedUser()) + Record(ExpectedComputer());
   const std::string bytes = Slurp(info_);
-  ASSERT_EQ(bytes.size(), tail.size());
+  ASSERT_EQ(bytes.size(), Record("ann").size() + Record("ws7").size() + tail.size());
   EXPECT_EQ(bytes.substr(0, records.size()), records);
-  EXPECT_EQ(bytes.substr(records.size()), tail.substr(records.size()));
+  EXPECT_EQ(bytes.substr(records.size()),
+            (Record("ann") + Record("ws7") + tail).substr(records.size()));
   EXPECT_EQ(SFM_ProjectFile::GetComputerName(file_.c_str()).GetString(), ExpectedComputer());
+}
+
+// Whatever else stands under the information file's name is never followed, never
+// written and never has its permissions changed; the lock is taken all the same,
+// and nobody is named as its holder.
+TEST_F(ProjectTest, InformationFileIsNeverFollowedNorPlanted) {
+  const std::string victim = dir_ + "/victim.txt";
+  const std::string nowhere = dir_ + "/nowhere";
+  struct Case {
+    const char* what;
+    std::function<void()> plant;
+  } cases[] = {
+      {"link to a writable file", [&] { fsys::create_symlink(victim, info_); }},
+      {"link to a read-only file",
+       [&] {
+         fsys::permissions(victim, fsys::perms::owner_read);
+         fsys::create_symlink(victim, info_);
+       }},
+      {"dangling link", [&] { fsys::create_symlink(nowhere, info_); }},
+      {"hard link", [&] { fsys::create_hard_link(victim, info_); }},
+      {"read-only file that is no lock record",
+       [&] {
+         Spit(info_, "precious");
+         fsys::permissions(info_, fsys::perms::owner_read);
+       }},
+      {"fifo", [&] { mkfifo(info_.c_str(), 0600); }},
+      {"directory", [&] { fsys::create_directory(info_); }},
+  };
+  for (const Case& c : cases) {
+    std::error_code ignored;
+    fsys::permissions(victim, fsys::perms::owner_all, ignored);
+    fsys::permissions(info_, fsys::perms::owner_all, ignored);
+    fsys::remove_all(info_, ignored);
+    fsys::remove(nowhere, ignored);
+    Spit(victim, "precious");
+    fsys::permissions(victim, fsys::perms::owner_read | fsys::perms::owner_write);
+    c.plant();
+    const mode_t victimMode = ModeOf(victim);
+    const mode_t plantedMode = ModeOf(info_);
+    const std::string plantedBytes = S_ISREG(plantedMode) ? Slurp(info_) : "";
+    const int code = ExitCodeWithin(10, [&] {
+      if (SFM_ProjectFile::TryLockProjectFile(file_.c_str()) != 1) return 1;
+      SFM_ProjectFile::GetUserName(victim.c_str());  // forget any cached answer
+      if (*SFM_ProjectFile::GetUserName(file_.c_str()).GetString()) return 2;
+      SFM_ProjectFile::SetNewFileName("");
+      return 0;
+    });
+    EXPECT_EQ(code, 0) << c.what << (code == -1 ? ": hung" : "");
+    EXPECT_EQ(Slurp(victim), "precious") << c.what;
+    EXPECT_EQ(ModeOf(victim), victimMode) << c.what;
+    EXPECT_EQ(ModeOf(info_), plantedMode) << c.what;
+    if (S_ISREG(plantedMode)) {
+      EXPECT_EQ(Slurp(info_), plantedBytes) << c.what;
+    }
+    EXPECT_FALSE(fsys::exists(nowhere)) << c.what;
+  }
 }
 
 TEST_F(ProjectTest, HolderQueriesAreCachedAndSurviveBadFiles) {
@@ -496,16 +575,154 @@ TEST_F(ProjectTest, WritersUpgradeAndTheLastDowngrades) {
   EXPECT_EQ(Slurp(file_), "abcdef");
 }
 
-TEST_F(ProjectTest, FailedUpgradeForgetsTheProject) {
+TEST_F(ProjectTest, FailedUpgradeKeepsTheWriteLock) {
   ASSERT_EQ(SFM_ProjectFile::TryLockProjectFile(file_.c_str()), 1);
+  const std::string record = Slurp(info_);
   Holder holder(file_);
   ASSERT_EQ(holder.Open({kR, kShareRW}), "1");
-  SFM_ProjectFile writer(1, "");
-  EXPECT_FALSE(writer.IsValid());
-  EXPECT_EQ(SFM_ProjectFile::IsLockW(), 0);
-  EXPECT_STREQ(SFM_ProjectFile::GetProjectFileName(), "");
-  EXPECT_FALSE(fsys::exists(info_));  // it no longer names us
+  {
+    SFM_ProjectFile writer(1, "");
+    EXPECT_FALSE(writer.IsValid());
+  }
+  // Nothing was let go, so nothing was lost: the lock and its record stay.
+  EXPECT_EQ(SFM_ProjectFile::IsLockW(), 1);
+  EXPECT_STREQ(SFM_ProjectFile::GetProjectFileName(), file_.c_str());
+  EXPECT_EQ(Slurp(info_), record);
+  EXPECT_EQ(holder.Try({kRW, kShareRW}), "0");
+  EXPECT_EQ(holder.Try({kR, kShareRW}), "1");  // the reader's sharing is untouched
   holder.Ask("closeall");
+  SFM_ProjectFile writer(1, "");
+  EXPECT_TRUE(writer.IsValid());
+  EXPECT_EQ(holder.Try({kR, kShareRW}), "0");
+}
+
+// The upgrade to the read-write lock and the downgrade after it must never let go
+// of the project. Another process tries to take the lock at the moment this one
+// opens or converts (the wait-cursor hook runs right then).
+TEST_F(ProjectTest, UpgradeAndDowngradeLeaveNoWindow) {
+  ASSERT_EQ(SFM_ProjectFile::TryLockProjectFile(file_.c_str()), 1);
+  const std::string ours = Record(ExpectedUser()) + Record(ExpectedComputer());
+  static Holder* rival = nullptr;
+  static std::vector<std::string> answers;
+  Holder holder(file_);
+  ASSERT_TRUE(holder.Running());
+  rival = &holder;
+  answers.clear();
+  SFM_ProjectFile::SetWaitCursorHook([](int show) {
+    if (show) answers.push_back(rival->Ask("lock"));
+  });
+  for (int round = 0; round < 3; ++round) {
+    {
+      SFM_ProjectFile writer(1, "");
+      EXPECT_TRUE(writer.IsValid()) << "round " << round;
+      EXPECT_EQ(writer.Write("data", 4), 4u);
+    }
+    EXPECT_EQ(SFM_ProjectFile::IsLockW(), 1) << "round " << round;
+  }
+  SFM_ProjectFile::SetWaitCursorHook(nullptr);
+  for (const std::string& answer : answers) EXPECT_EQ(answer, "0");
+  EXPECT_EQ(holder.Ask("lock"), "0");
+  // The record still names this process, and it is the one a rival would read.
+  EXPECT_EQ(Slurp(info_), ours);
+  EXPECT_EQ(holder.Ask("who"), ExpectedUser() + "|" + ExpectedComputer());
+  rival = nullptr;
+}
+
+// The pause after each open attempt is 1000 / (attempts / timeout) ms, at most one
+// second, never overflowing.
+TEST_F(ProjectTest, PauseBetweenAttemptsIsClamped) {
+  struct Case {
+    int attempts;
+    int timeout;
+    int pause;
+  } cases[] = {
+      {2, 1, 500},
+      {1, 1, 1000},
+      {0, 1, 1000},
+      {3, 1, 333},
+      {2, 0, 1},
+      {2, -4, 1},
+      {1, 3, 1000},
+      {2, 100000, 1000},
+      {2, INT_MAX, 1000},
+      {INT_MAX, 1, 0},
+      {INT_MAX, INT_MAX, 1000},
+      {-7, 1, 1000},
+      {1000, 1, 1},
+      {1001, 1, 0},
+  };
+  for (const Case& c : cases) {
+    SFM_ProjectFile::SetOpenAttempts(c.attempts);
+    SFM_ProjectFile::SetOpenTimeout(c.timeout);
+    EXPECT_EQ(SFM_ProjectFile::GetOpenPause(), c.pause)
+        << c.attempts << " attempts over " << c.timeout << " s";
+  }
+}
+
+// Locks that other programs take on the project (flock, a whole-file byte-range
+// lock as an NFS client makes of flock) never make an open wait: it is granted or
+// refused at once.
+TEST_F(ProjectTest, OpensNeverWaitForOtherLocks) {
+  struct Case {
+    const char* lock;
+    bool granted;
+  } cases[] = {{"flock", true}, {"rangelock", false}};
+  for (const Case& c : cases) {
+    Holder holder(file_);
+    ASSERT_EQ(holder.Ask(c.lock), "1") << c.lock;
+    const int code = ExitCodeWithin(10, [&] {
+      const int reader = share::Open(file_.c_str(), kR, kShareRW, share::kOpenExisting);
+      const int error = errno;
+      const int locked = SFM_ProjectFile::TryLockProjectFile(file_.c_str());
+      if ((reader != -1) != c.granted || locked != int(c.granted)) return 1;
+      return reader != -1 || error == EBUSY ? 0 : 2;
+    });
+    EXPECT_EQ(code, 0) << c.lock << (code == -1 ? ": the open hung" : "");
+  }
+}
+
+// Several processes race for the project, some to read it (sharing read) and some
+// to write it (sharing nothing), pausing briefly after a refusal as the project
+// lock does. A holder leaves a marker file while it holds; it must never find a
+// marker of a conflicting holder.
+TEST_F(ProjectTest, ConflictingOpensRacingAcrossProcesses) {
+  const std::string writerMarker = dir_ + "/w";
+  std::vector<pid_t> children;
+  for (int child = 0; child < 4; ++child) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+      int granted = 0;
+      for (int i = 0; i < 150; ++i) {
+        const bool writer = (i + child) % 3 == 0;
+        const int fd = writer ? share::Open(file_.c_str(), kRW, kShareNone, share::kOpenExisting)
+                              : share::Open(file_.c_str(), kR, kShareR, share::kOpenExisting);
+        if (fd == -1) {
+          usleep(200);
+          continue;
+        }
+        ++granted;
+        const std::string mine = writer ? writerMarker : dir_ + "/r" + std::to_string(getpid());
+        const int marker = open(mine.c_str(), O_CREAT | O_EXCL | O_WRONLY, 0600);
+        if (marker == -1) _exit(1);  // another writer holds
+        close(marker);
+        bool clash = !writer && fsys::exists(writerMarker);
+        if (writer)
+          for (const auto& entry : fsys::directory_iterator(dir_))
+            clash = clash || entry.path().filename().string()[0] == 'r';
+        unlink(mine.c_str());
+        share::Close(fd);
+        if (clash) _exit(1);
+      }
+      _exit(granted > 0 ? 0 : 2);
+    }
+    children.push_back(pid);
+  }
+  for (pid_t pid : children) {
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0)
+        << "child " << pid << " status " << status << " (1: two conflicting holders)";
+  }
   EXPECT_TRUE(CanOpen({kRW, kShareNone}));
 }
 

@@ -537,6 +537,127 @@ TEST(RegionTest, VertexLimitDoublesTheToleranceAndAlwaysEnds) {
   EXPECT_EQ(out.GetEdgeCount(), DAPolygon::kMaxChords + 1);
 }
 
+// One approximation never produces more than DAPolygon::kMaxApproximation vertices: past
+// the cap the target is left as it was and the call answers 0, never std::bad_alloc.
+TEST(RegionTest, ApproximationStopsAtTheVertexCap) {
+  // `arcs` arcs of radius 1000, each with its straight lead-in vertex.
+  auto arcs = [](int count, double sweep) {
+    DAPolygon p;
+    for (int i = 0; i < count; ++i) {
+      p.Add(ArcPolyEdge(1000, 0));
+      p.Add(ArcPolyEdge(1000, 0, p.Add(ArcPolyArc(0, 0, 0, sweep))));
+    }
+    return p;
+  };
+  constexpr double kHuge = 1e15;  // so many turns that the arc gets kMaxChords chords
+  constexpr double kLong = 1e11;  // about 15,000 chords at tolerance 1
+  DAPolygon old;
+  old.CreateCircle(7, 7, 70);
+  const std::vector<char> oldImage = Image(old);
+  struct Case {
+    const char* what;
+    int arcs;
+    double sweep;
+    int maxVertices;
+    int result;
+  } cases[] = {
+      {"three capped arcs fit", 3, kHuge, 0, 1},
+      {"four capped arcs do not", 4, kHuge, 0, 0},
+      {"more vertices than 32 bits count", 2100, kHuge, 0, 0},
+      {"many long arcs", 300, kLong, 0, 0},
+      {"a vertex limit brings them under", 300, kLong, 100000, 1},
+  };
+  for (const Case& c : cases) {
+    const DAPolygon src = arcs(c.arcs, c.sweep);
+    DAPolygon out = old;
+    int result = -1;
+    EXPECT_NO_THROW(result = out.Approximate(src, 1, c.maxVertices, 1)) << c.what;
+    EXPECT_EQ(result, c.result) << c.what;
+    if (c.result) {
+      EXPECT_LE(out.GetEdgeCount(), 1 << 22) << c.what;
+      EXPECT_GT(out.GetEdgeCount(), 2 * c.arcs) << c.what;
+    } else {
+      EXPECT_TRUE(Image(out) == oldImage) << c.what;
+    }
+    if (c.maxVertices == 0) {
+      EXPECT_EQ(src.CanBeApproximated(1, 0, 1), c.result) << c.what;
+    }
+  }
+
+  // Each polygon fits on its own, the region's total does not.
+  DARegion region, target;
+  for (int i = 0; i < 2; ++i) region.Add(arcs(150, kLong));
+  target.Add(old);
+  const std::vector<char> regionImage = Image(region);
+  int result = -1;
+  EXPECT_NO_THROW(result = target.Approximate(region, 1, 0, 1));
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(target.GetPolygonNumber(), 1);
+  EXPECT_TRUE(Image(*target.GetFirstPolygon()) == oldImage);
+  EXPECT_EQ(region.CanBeApproximated(1, 0, 1), 0);
+  EXPECT_EQ(region.Approximate(region, 1, 0, 1), 0);  // into itself: unchanged too
+  EXPECT_TRUE(Image(region) == regionImage);
+  EXPECT_EQ(target.Approximate(region, 1, 4096, 1), 1);  // a limit per polygon helps
+  EXPECT_EQ(target.GetPolygonNumber(), 2);
+}
+
+// Rotations and mirrors bring every start angle back into [0, full turn) and keep the
+// sweep the transform gives, so that boxes stay right however often a shape is turned.
+TEST(RegionTest, RepeatedTransformsKeepStartAnglesInOneTurn) {
+  struct Case {
+    const char* what;
+    double angle;
+    double sx;
+    double sy;
+  } cases[] = {
+      {"quarter turns", kQuarter, 1, 1},
+      {"quarter turns back", -kQuarter, 1, 1},
+      {"three quarters", 3 * kQuarter, 1, 1},
+      {"an odd angle", 123456789.5, 1, 1},
+      {"mirrored in x", 0, -1, 1},
+      {"mirrored in y and turned", kQuarter, 1, -1},
+      {"mirrored in both and turned back", -kQuarter, -1, -1},
+  };
+  for (const Case& c : cases) {
+    DAPolygon p;
+    p.CreateCircle(0, 0, 1000);
+    AddArc(p, 5000, 0, 1000, 0.5 * kQuarter, kQuarter);
+    AddArc(p, -5000, 300, 2000, 3.5 * kQuarter, -2.5 * kQuarter);
+    // The designed angle arithmetic, without bringing anything back.
+    std::vector<std::pair<double, double>> designed;
+    for (int i = 0; i < p.GetArcCount(); ++i)
+      designed.emplace_back(p.GetArc(i)->start, p.GetArc(i)->end);
+    for (int step = 1; step <= 40; ++step) {
+      p.Transform(0, 0, c.angle, c.sx, c.sy);
+      for (int i = 0; i < p.GetArcCount(); ++i) {
+        auto& [start, end] = designed[static_cast<size_t>(i)];
+        start += c.angle, end += c.angle;
+        if (c.sx < 0) start = SYS_HalfTurn - start, end = SYS_HalfTurn - end;
+        if (c.sy < 0) start = -start, end = -end;
+        const ArcPolyArc& a = *p.GetArc(i);
+        ASSERT_GE(a.start, 0) << c.what << " step " << step << " arc " << i;
+        ASSERT_LT(a.start, SYS_FullTurn) << c.what << " step " << step << " arc " << i;
+        ASSERT_EQ(a.end - a.start, end - start) << c.what << " step " << step << " arc " << i;
+        const double turns = (start - a.start) / SYS_FullTurn;
+        ASSERT_NEAR(turns, std::round(turns), 1e-9) << c.what << " step " << step;
+      }
+      // The box against the box of a fine approximation (within its tolerance of the arcs).
+      DAPolygon fine;
+      fine.Approximate(p, 1, 0, 1);
+      SYS_Box want(fine.GetEdge(0)->GetPoint(), fine.GetEdge(0)->GetPoint());
+      for (int i = 1; i < fine.GetEdgeCount(); ++i)
+        want.Increase(fine.GetEdge(i)->x, fine.GetEdge(i)->y);
+      const SYS_Box got = p.GetBox();
+      ASSERT_NEAR(got.GetLeft(), want.GetLeft(), 2) << c.what << " step " << step;
+      ASSERT_NEAR(got.GetLower(), want.GetLower(), 2) << c.what << " step " << step;
+      ASSERT_NEAR(got.GetRight(), want.GetRight(), 2) << c.what << " step " << step;
+      ASSERT_NEAR(got.GetUpper(), want.GetUpper(), 2) << c.what << " step " << step;
+    }
+    EXPECT_EQ(p.IsCircle(), 0);  // three arcs; the circle's own sweep stayed a full turn
+    EXPECT_EQ(std::fabs(p.GetArc(0)->end - p.GetArc(0)->start), SYS_FullTurn) << c.what;
+  }
+}
+
 TEST(RegionTest, ApproximateIntoItselfAndRegions) {
   DAPolygon p;
   p.CreateCircle(0, 0, 100);

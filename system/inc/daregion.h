@@ -137,21 +137,29 @@ class BRIX_API DAPolygon {
   /// box (+limit, +limit, -limit, -limit) for an outline without vertices.
   SYS_Box GetBox() const;
   /// Rotates by `angle` about the origin, then maps (x, y) to ((x + dx) sx, (y + dy) sy).
-  /// Unequal |sx| and |sy| turn every edge straight. Returns 1.
+  /// Unequal |sx| and |sy| turn every edge straight. An arc whose angles the transform
+  /// changes (a rotation or a mirror) gets its start brought into [0, 648000000) by whole
+  /// turns, its sweep unchanged. Returns 1.
   int Transform(int dx, int dy, double angle, double sx, double sy);
   /// Makes this polygon a copy of src with every arc replaced by chords no farther than the
   /// tolerance from it (0: half the width, else 31800). With maxVertices >= 1 the tolerance
   /// is doubled until the result has fewer vertices or no arc can lose a chord. A circle is
-  /// copied as it is unless convertCircle is non-zero. Returns 1. Throws std::bad_alloc,
-  /// leaving this polygon unchanged, when the result would exceed INT32_MAX vertices.
+  /// copied as it is unless convertCircle is non-zero. Returns 1, or 0 when the result
+  /// would have more than kMaxApproximation vertices: this polygon is then left as it was.
   int Approximate(const DAPolygon& src, int tolerance, int maxVertices, int convertCircle);
+  /// The number of vertices Approximate with these arguments gives (the vertex count of
+  /// the copy when src would be copied as it is), counted without allocating anything.
+  std::int64_t CountApproximation(int tolerance, int maxVertices, int convertCircle) const;
   /// Whether Approximate with the same arguments gives fewer than maxVertices vertices at
-  /// the first tolerance tried (always 1 for maxVertices < 1, no arcs or a kept circle).
+  /// the first tolerance tried (always 1 for no arcs or a kept circle; for maxVertices < 1,
+  /// 1 unless the count passes kMaxApproximation).
   int CanBeApproximated(int tolerance, int maxVertices, int convertCircle) const;
 
-  /// Bytes of the image: 20 + 12 x edge count + 24 x arc count.
+  /// Bytes of the image: 20 + 12 x edge count + 24 x arc count; -1 when that is more than
+  /// an int (and a 32-bit length word) holds.
   int GetImageLength() const;
-  /// Writes the image (GetImageLength() bytes) and returns the number of bytes written.
+  /// Writes the image (GetImageLength() bytes) and returns the number of bytes written; 0,
+  /// writing nothing, when GetImageLength() is -1.
   int CreateImage(char* out) const;
   /// Reads an image of at most `size` bytes. Returns the number of bytes read, or 0 (the
   /// outline left empty) when the image is malformed or does not fit in `size`.
@@ -164,10 +172,18 @@ class BRIX_API DAPolygon {
   /// Largest chord count of a single arc; arcs whose count would be higher (huge radius
   /// against a tiny tolerance, or angles that are not finite) get this many.
   static constexpr int kMaxChords = 1 << 20;
+  /// Most vertices one approximation may produce (48 MiB of vertices), for a polygon and
+  /// for a region's polygons together.
+  static constexpr int kMaxApproximation = 1 << 22;
 
  private:
+  friend class DARegion;
+  /// Whether Approximate replaces arcs, rather than copying the polygon as it is.
+  bool ApproximatesArcs(int convertCircle) const;
   void CopyFrom(const DAPolygon& other);
   std::int64_t CountChords(double d, int* shrinkable) const;
+  /// Doubles *d while the count is at least maxVertices and can still drop; the count.
+  std::int64_t SettleTolerance(int maxVertices, double* d) const;
 
   DAPolygonFlag flag_ = DAPolygonPlain;
   int width_ = 0;
@@ -227,13 +243,18 @@ class BRIX_API DARegion {
   int Transform(int dx, int dy, double angle, double sx, double sy);
   /// Clears this region and fills it with src's polygons in order, arcs approximated
   /// (the vertex limit applies to each polygon on its own). src may be this region.
+  /// Returns 1, or 0 when the approximated polygons together would have more than
+  /// DAPolygon::kMaxApproximation vertices: this region is then left as it was.
   int Approximate(const DARegion& src, int tolerance, int maxVertices, int convertCircle);
-  /// 1 only if every polygon can be approximated with these arguments.
+  /// 1 only if every polygon can be approximated with these arguments and the
+  /// approximated polygons together stay within DAPolygon::kMaxApproximation.
   int CanBeApproximated(int tolerance, int maxVertices, int convertCircle) const;
 
-  /// Bytes of the image: 8 + the polygons' image lengths.
+  /// Bytes of the image: 8 + the polygons' image lengths; -1 when that is more than an
+  /// int holds.
   int GetImageLength() const;
-  /// Writes the image (GetImageLength() bytes); returns the number of bytes written.
+  /// Writes the image (GetImageLength() bytes); returns the number of bytes written, 0
+  /// (writing nothing) when GetImageLength() is -1.
   int CreateImage(char* out) const;
   /// Clears the region and reads an image of at most `size` bytes, adding each polygon
   /// with its stored flag. Returns the bytes read, or 0 (the region left empty) when the
@@ -244,6 +265,10 @@ class BRIX_API DARegion {
 
  private:
   void Append(DARegionNode* node);
+  /// Vertices that approximating src's arc polygons gives in all (counting may stop
+  /// early once past the cap).
+  static std::int64_t ApproximatedVertices(const DARegion& src, int tolerance, int maxVertices,
+                                           int convertCircle);
 
   int count_ = 0;
   DARegionList list_;

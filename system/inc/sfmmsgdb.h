@@ -85,6 +85,10 @@ class BRIX_API SFM_MessageDB {
     long m_Cursor = -1;            // index into the sorted numbers, -1 when empty
   };
 
+  /// The longest line the database takes, in bytes before its line feed; a longer
+  /// line is rejected ("line too long") and skipped, so no text is longer either.
+  static constexpr long kMaxLine = 65536;
+
   /// Opens and indexes `fileName`; reports rejected lines on standard output.
   explicit SFM_MessageDB(SYS_String fileName);
   /// Opens and indexes `fileName`; rejected lines are reported on standard output

@@ -88,6 +88,9 @@ class BRIX_API SFM_ProjectFile {
   static int GetOpenAttempts();
   static void SetOpenTimeout(int seconds);
   static int GetOpenTimeout();
+  /// The pause after each failed open attempt, in milliseconds: 1000 / (attempts /
+  /// timeout), truncated, at most 1000; 1 when the timeout is 0 or negative.
+  static int GetOpenPause();
 
  private:
   static int IsLockRW();
@@ -95,7 +98,8 @@ class BRIX_API SFM_ProjectFile {
   static int LockRW();
   static int Relock(bool exclusive);
   static void Unlock();
-  static int CreateFileH(const char* name, unsigned access, unsigned share, int disposition);
+  static int CreateFileH(const char* name, unsigned access, unsigned share, int disposition,
+                         unsigned options = 0);
   static int CreateTempFile();
   static void DeleteTempFile();
   static void GetInfo();

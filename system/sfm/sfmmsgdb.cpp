@@ -168,9 +168,13 @@ class SFM_MessageDB::Indexer {
       : index_(index), fileName_(fileName), report_(report) {}
 
   // `line` excludes the line feed and anything from a NUL on; `offset` is the file
-  // position of its first byte.
-  void Line(const char* line, size_t length, int64_t offset) {
+  // position of its first byte. A line longer than the cap comes without its bytes.
+  void Line(const char* line, size_t length, int64_t offset, bool tooLong) {
     ++lineNo_;
+    if (tooLong) {
+      Report("line too long", nullptr, 0);
+      return;
+    }
     while (length > 0 && IsSpace(static_cast<unsigned char>(line[length - 1]))) --length;
     if (length == 0 || line[0] == ';') return;
     if (IsSpace(static_cast<unsigned char>(line[0]))) {
@@ -256,24 +260,37 @@ inline size_t FindNul(const char* data, size_t from, size_t to) {
 
 constexpr size_t kMinBlock = 4096;
 constexpr size_t kMaxBlock = 1 << 20;
+constexpr size_t kMaxLine = SFM_MessageDB::kMaxLine;
+static_assert(kMaxBlock > kMaxLine, "a block holds every line that is not too long");
 
-// Feeds the lines of `source` to `onLine(line, length, offset)`, reading in large
-// blocks; a line longer than the block grows the buffer, so no line is ever split.
+// Feeds the lines of `source` to `onLine(line, length, offset, tooLong)`, reading in
+// large blocks. A line that does not fit the block grows the buffer, so no line is ever
+// split, up to the longest line taken: a longer one is reported once as too long (no
+// bytes) and skipped as it is read, so it never takes more memory than that.
 template <class Source, class OnLine>
 void ScanLines(Source& source, OnLine&& onLine) {
   // Sized to the file when it is small, so that small files cost little.
   long length = source.Length();
   size_t capacity = length < 0 ? kMaxBlock : std::clamp(size_t(length) + 1, kMinBlock, kMaxBlock);
   std::unique_ptr<char[]> buffer(new char[capacity]);
-  size_t filled = 0;     // bytes in the buffer
-  int64_t bufferAt = 0;  // file offset of buffer[0]
+  size_t filled = 0;      // bytes in the buffer
+  int64_t bufferAt = 0;   // file offset of buffer[0]
+  bool skipping = false;  // the buffer starts inside a line already reported as too long
   bool eof = false;
   while (!eof) {
     if (filled == capacity) {
-      std::unique_ptr<char[]> larger(new char[capacity * 2]);
-      memcpy(larger.get(), buffer.get(), filled);
-      buffer = std::move(larger);
-      capacity *= 2;
+      // The buffer holds one unfinished line and nothing else.
+      if (skipping || filled > kMaxLine) {
+        if (!skipping) onLine(nullptr, 0, bufferAt, true);
+        skipping = true;
+        bufferAt += int64_t(filled);
+        filled = 0;
+      } else {
+        std::unique_ptr<char[]> larger(new char[capacity * 2]);
+        memcpy(larger.get(), buffer.get(), filled);
+        buffer = std::move(larger);
+        capacity *= 2;
+      }
     }
     long got =
         source.Read(buffer.get() + filled, long(std::min<size_t>(capacity - filled, 1u << 30)));
@@ -291,7 +308,12 @@ void ScanLines(Source& source, OnLine&& onLine) {
       const char* nl = static_cast<const char*>(memchr(data + pos, '\n', filled - pos));
       if (!nl && !eof) break;
       size_t end = nl ? size_t(nl - data) : filled;  // the last line may lack its line feed
-      onLine(data + pos, std::min(end, nul) - pos, bufferAt + int64_t(pos));
+      if (skipping)
+        skipping = false;  // the rest of the line reported before
+      else if (end - pos > kMaxLine)
+        onLine(nullptr, 0, bufferAt + int64_t(pos), true);
+      else
+        onLine(data + pos, std::min(end, nul) - pos, bufferAt + int64_t(pos), false);
       pos = end + 1;
       if (nul < pos) nul = FindNul(data, pos, filled);
     }
@@ -339,8 +361,8 @@ SFM_MessageDB::SFM_MessageDB(SYS_String fileName, int reportErrors) {
     // cost nothing.
     index->records.reserve(size_t(std::max(source->Length(), 0L)) / 32 + 16);
     Indexer indexer(*index, fileName, reportErrors != 0);
-    ScanLines(*source, [&](const char* line, size_t length, int64_t offset) {
-      indexer.Line(line, length, offset);
+    ScanLines(*source, [&](const char* line, size_t length, int64_t offset, bool tooLong) {
+      indexer.Line(line, length, offset, tooLong);
     });
     indexer.Finish();
     m_Source = std::move(source);

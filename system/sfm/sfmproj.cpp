@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -110,6 +111,50 @@ bool ReadRecord(int fd, off_t fileSize, SYS_String& text) {
   return true;
 }
 
+// The longest pause between two attempts to open or convert.
+constexpr double kMaxPauseMs = 1000.0;
+
+// Runs `attempt` (a descriptor or -1) up to the open-attempts setting times, with
+// the pause after each failure (the last one too, as designed) and the wait
+// cursor shown meanwhile.
+template <class Attempt>
+int Retry(State& s, int pauseMs, Attempt&& attempt) {
+  if (s.waitCursor) s.waitCursor(1);
+  const int attempts = s.openAttempts > 0 ? s.openAttempts : 1;
+  int result = -1;
+  for (int i = 0; i < attempts && result == -1; ++i) {
+    result = attempt();
+    if (result == -1 && pauseMs > 0)
+      std::this_thread::sleep_for(std::chrono::milliseconds(pauseMs));
+  }
+  if (s.waitCursor) s.waitCursor(0);
+  return result;
+}
+
+// Whether the open file `fd` of `size` bytes starts with a lock record: two
+// length-prefixed, zero-terminated names.
+bool HoldsLockRecord(int fd, off_t size) {
+  SYS_String user;
+  SYS_String computer;
+  return lseek(fd, 0, SEEK_SET) == 0 && ReadRecord(fd, size, user) &&
+         ReadRecord(fd, size, computer);
+}
+
+// Where an earlier holder left its record read-only, gives the owner write
+// permission back so that the record can be rewritten. Only a regular file with
+// one link, owned by this user and holding a lock record qualifies: a user's
+// file under that name, or a link planted there, is never touched.
+void MakeRecordWritable(const SYS_String& path) {
+  const std::string native = brix::fs::NativePath(path);
+  const int fd = open(native.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+  if (fd == -1) return;
+  struct stat st;
+  if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_nlink == 1 && st.st_uid == geteuid() &&
+      !(st.st_mode & S_IWUSR) && HoldsLockRecord(fd, st.st_size))
+    fchmod(fd, (st.st_mode & 07777) | S_IWUSR);
+  close(fd);
+}
+
 void RemoveInfoFile(const SYS_String& project) {
   // Hidden attributes and deletion at the next restart have no POSIX meaning:
   // a file that cannot be removed now stays and is overwritten by the next holder.
@@ -125,34 +170,28 @@ void SFM_ProjectFile::SetOpenAttempts(int attempts) { S().openAttempts = attempt
 int SFM_ProjectFile::GetOpenAttempts() { return S().openAttempts; }
 void SFM_ProjectFile::SetOpenTimeout(int seconds) { S().openTimeout = seconds; }
 int SFM_ProjectFile::GetOpenTimeout() { return S().openTimeout; }
+int SFM_ProjectFile::GetOpenPause() {
+  const State& s = S();
+  if (s.openTimeout <= 0) return 1;
+  const int attempts = s.openAttempts > 0 ? s.openAttempts : 1;
+  // Clamped in floating point, before the conversion: a long timeout must
+  // neither overflow nor leave a user waiting minutes between two attempts.
+  return static_cast<int>(std::min(kMaxPauseMs, 1000.0 / (double(attempts) / s.openTimeout)));
+}
 
 SYS_String SFM_ProjectFile::GetProjectFileName() { return S().projectName; }
 
 // ---- Opening -------------------------------------------------------------------
 
-int SFM_ProjectFile::CreateFileH(const char* name, unsigned access, unsigned share,
-                                 int disposition) {
+int SFM_ProjectFile::CreateFileH(const char* name, unsigned access, unsigned share, int disposition,
+                                 unsigned options) {
   if (!name || !*name) return -1;
   if (access & kAccessWrite) {
     const int attributes = brix::fs::GetAttributes(name);
     if (attributes != -1 && (attributes & brix::fs::kAttrReadOnly)) return -1;
   }
-  State& s = S();
-  if (s.waitCursor) s.waitCursor(1);
-  const int attempts = s.openAttempts > 0 ? s.openAttempts : 1;
-  const int pauseMs =
-      s.openTimeout == 0 ? 1 : static_cast<int>(1000.0 / (double(attempts) / s.openTimeout));
-  for (int i = 0; i < attempts; ++i) {
-    const int fd = brix::share::Open(name, access, share, disposition);
-    if (fd != -1) {
-      if (s.waitCursor) s.waitCursor(0);
-      return fd;
-    }
-    // The pause follows the last attempt too, as designed.
-    if (pauseMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(pauseMs));
-  }
-  if (s.waitCursor) s.waitCursor(0);
-  return -1;
+  return Retry(S(), GetOpenPause(),
+               [&] { return brix::share::Open(name, access, share, disposition, options); });
 }
 
 // ---- The lock ------------------------------------------------------------------
@@ -188,28 +227,35 @@ int SFM_ProjectFile::LockRW() { return Relock(true); }
 
 int SFM_ProjectFile::Relock(bool exclusive) {
   State& s = S();
+  const unsigned share = exclusive ? 0u : kShareRead;
   if (s.projectHandle != -1) {
     const bool held = exclusive ? IsLockRW() : (IsLockW() && !(s.flags & kReadWriteLocked));
     if (held) return 1;
-    CloseHandle(s.projectHandle);
+    // The held lock is converted in place rather than closed and opened again:
+    // in between, another process could take the project. When the conversion
+    // is refused (someone reads the project), the lock stays as it was.
+    const unsigned heldShare = (s.flags & kReadWriteLocked) ? 0u : kShareRead;
+    const int fd = s.projectHandle;
+    if (Retry(s, GetOpenPause(), [&] {
+          return brix::share::Reshare(fd, kAccessRead | kAccessWrite, heldShare, share) ? fd : -1;
+        }) == -1)
+      return 0;
+  } else {
+    s.projectHandle =
+        CreateFileH(s.projectName, kAccessRead | kAccessWrite, share, brix::share::kOpenAlways);
+    if (s.projectHandle == -1) {
+      // By design the process forgets its project when it cannot take the lock.
+      s.flags &= ~(kWriteLocked | kReadWriteLocked);
+      s.projectName.Empty();
+      return 0;
+    }
   }
-  const int fd = CreateFileH(s.projectName, kAccessRead | kAccessWrite, exclusive ? 0u : kShareRead,
-                             brix::share::kOpenAlways);
-  if (fd == -1) {
-    // By design the process forgets its project when it cannot take the lock back.
-    // Its information file goes too: it would name us as the holder.
-    DeleteTempFile();
-    s.flags &= ~(kWriteLocked | kReadWriteLocked);
-    s.projectName.Empty();
-    return 0;
-  }
-  s.projectHandle = fd;
-  CreateTempFile();
   s.flags |= kWriteLocked;
   if (exclusive)
     s.flags |= kReadWriteLocked;
   else
     s.flags &= ~kReadWriteLocked;
+  CreateTempFile();
   return 1;
 }
 
@@ -241,17 +287,27 @@ SYS_String SFM_ProjectFile::CreateTempFilePath(const char* project, int info) {
 int SFM_ProjectFile::CreateTempFile() {
   State& s = S();
   if (s.flags & kInfoWritten) return 1;
-  s.flags |= kInfoWritten;
   const std::string user = CurrentUserName();
   const std::string computer = CurrentComputerName();
   const SYS_String path = CreateTempFilePath(s.projectName);
-  brix::fs::SetReadOnly(path, false);  // an earlier record may have been left read-only
+  MakeRecordWritable(path);  // an earlier record may have been left read-only
   // Opened always and never truncated: bytes of a longer earlier record may follow.
-  const int fd = CreateFileH(path, kAccessRead | kAccessWrite, 0, brix::share::kOpenAlways);
+  // A link, or anything but a regular file with a single name, is never written.
+  const int fd = CreateFileH(path, kAccessRead | kAccessWrite, 0, brix::share::kOpenAlways,
+                             brix::share::kRegularOnly);
   if (fd == -1) return 1;
+  struct stat st;
+  if (fstat(fd, &st) != 0 || st.st_nlink != 1) {
+    brix::share::Close(fd);
+    return 1;
+  }
   const bool ok = WriteRecord(fd, user) && WriteRecord(fd, computer);
   brix::share::Close(fd);
-  if (!ok) brix::fs::RemoveFile(path);
+  // Only a record this process wrote is ever removed by it.
+  if (ok)
+    s.flags |= kInfoWritten;
+  else
+    brix::fs::RemoveFile(path);
   return 1;  // the lock never fails because of its information file
 }
 
@@ -259,7 +315,9 @@ void SFM_ProjectFile::DeleteTempFile() {
   State& s = S();
   if (!(s.flags & kInfoWritten)) return;
   s.flags &= ~kInfoWritten;
-  if (!s.projectName.IsEmpty()) RemoveInfoFile(s.projectName);
+  // While this process holds the lock nobody else can have written the record;
+  // without the lock the file may already name another holder, and stays.
+  if (s.projectHandle != -1 && !s.projectName.IsEmpty()) RemoveInfoFile(s.projectName);
 }
 
 void SFM_ProjectFile::GetInfo() {
@@ -268,8 +326,8 @@ void SFM_ProjectFile::GetInfo() {
   s.holderComputer.Empty();
   const SYS_String path = CreateTempFilePath(s.projectName);
   if (brix::fs::GetAttributes(path) == -1) return;
-  const int fd =
-      CreateFileH(path, kAccessRead, kShareRead | kShareWrite, brix::share::kOpenExisting);
+  const int fd = CreateFileH(path, kAccessRead, kShareRead | kShareWrite,
+                             brix::share::kOpenExisting, brix::share::kRegularOnly);
   if (fd == -1) return;
   struct stat st;
   SYS_String user;

@@ -34,6 +34,19 @@ std::int32_t Clamp32(std::int64_t v) {
   return static_cast<std::int32_t>(std::clamp<std::int64_t>(v, INT32_MIN, INT32_MAX));
 }
 
+// Repeated turns would otherwise carry the angles past the 32-bit range that IsOn (and
+// with it GetBox) reads them in. Only whole turns are taken off the start, and the end
+// keeps its distance, so the arc is the same; angles that are not finite stay as they are.
+void BringIntoOneTurn(ArcPolyArc& a) {
+  const double sweep = a.end - a.start;
+  if (!std::isfinite(a.start) || !std::isfinite(sweep)) return;
+  double start = std::fmod(a.start, static_cast<double>(kFullTurn));
+  if (start < 0) start += kFullTurn;
+  if (start >= kFullTurn) start = 0;  // a tiny negative remainder rounded up to a turn
+  a.start = start;
+  a.end = start + sweep;
+}
+
 }  // namespace
 
 int ArcPolyArc::IsOn(double angle) const {
@@ -283,11 +296,13 @@ int DAPolygon::Transform(int dx, int dy, double angle, double sx, double sy) {
     place(edges_[i].x, edges_[i].y);
     if (straighten) edges_[i].arcIndex = -1;
   }
+  const bool turned = angle != 0 || sx < 0 || sy < 0;
   for (int i = 0; i < arcCount_; ++i) {
     ArcPolyArc& a = arcs_[i];
     place(a.cx, a.cy);
     if (sx < 0) a.start = SYS_HalfTurn - a.start, a.end = SYS_HalfTurn - a.end;
     if (sy < 0) a.start = -a.start, a.end = -a.end;
+    if (turned) BringIntoOneTurn(a);
   }
   return 1;
 }

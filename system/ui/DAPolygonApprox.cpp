@@ -1,7 +1,6 @@
 // DAPolygonApprox.cpp - replacing the arcs of an outline by chords within a tolerance.
 #include <cmath>
 #include <cstdint>
-#include <new>
 #include <numbers>
 
 #include "daregion.h"
@@ -46,16 +45,42 @@ std::int64_t DAPolygon::CountChords(double d, int* shrinkable) const {
   return total;
 }
 
+bool DAPolygon::ApproximatesArcs(int convertCircle) const {
+  return arcCount_ != 0 && (convertCircle || !IsCircle());
+}
+
 int DAPolygon::CanBeApproximated(int tolerance, int maxVertices, int convertCircle) const {
-  if (arcCount_ == 0 || (!convertCircle && IsCircle())) return 1;
-  if (maxVertices < 1) return 1;
+  if (!ApproximatesArcs(convertCircle)) return 1;
   int shrinkable;
-  return CountChords(FirstTolerance(tolerance, width_), &shrinkable) < maxVertices;
+  const std::int64_t count = CountChords(FirstTolerance(tolerance, width_), &shrinkable);
+  if (maxVertices < 1) return count <= kMaxApproximation;
+  return count < maxVertices;
+}
+
+std::int64_t DAPolygon::SettleTolerance(int maxVertices, double* d) const {
+  int shrinkable;
+  std::int64_t total = CountChords(*d, &shrinkable);
+  const std::int64_t minimal = edgeCount_ + 2LL * arcCount_;
+  // The count can only reach edges + 2 x arcs when every arc is a full circle at its
+  // minimal three chords; partial arcs bottom out lower, so the loop also ends once no arc
+  // can lose a chord.
+  while (maxVertices >= 1 && total >= maxVertices && total != minimal && shrinkable) {
+    *d *= 2;
+    total = CountChords(*d, &shrinkable);
+  }
+  return total;
+}
+
+std::int64_t DAPolygon::CountApproximation(int tolerance, int maxVertices,
+                                           int convertCircle) const {
+  if (!ApproximatesArcs(convertCircle)) return edgeCount_;
+  double d = FirstTolerance(tolerance, width_);
+  return SettleTolerance(maxVertices, &d);
 }
 
 int DAPolygon::Approximate(const DAPolygon& src, int tolerance, int maxVertices,
                            int convertCircle) {
-  if (src.arcCount_ == 0 || (!convertCircle && src.IsCircle())) {
+  if (!src.ApproximatesArcs(convertCircle)) {
     *this = src;
     return 1;
   }
@@ -64,24 +89,16 @@ int DAPolygon::Approximate(const DAPolygon& src, int tolerance, int maxVertices,
     return Approximate(copy, tolerance, maxVertices, convertCircle);
   }
   double d = FirstTolerance(tolerance, src.width_);
-  int shrinkable;
-  std::int64_t total = src.CountChords(d, &shrinkable);
-  const std::int64_t minimal = src.edgeCount_ + 2LL * src.arcCount_;
-  // The count can only reach edges + 2 x arcs when every arc is a full circle at its
-  // minimal three chords; partial arcs bottom out lower, so the loop also ends once no arc
-  // can lose a chord.
-  while (maxVertices >= 1 && total >= maxVertices && total != minimal && shrinkable) {
-    d *= 2;
-    total = src.CountChords(d, &shrinkable);
-  }
-
-  // More vertices than an outline can count: as out of memory.
-  if (total > INT32_MAX) throw std::bad_alloc();
+  const std::int64_t total = src.SettleTolerance(maxVertices, &d);
+  // Arcs of absurd sweeps or radii (a few hundred bytes of image) would otherwise ask
+  // for gigabytes.
+  if (total > kMaxApproximation) return 0;
   flag_ = src.flag_;
   width_ = src.width_;
   edgeCount_ = arcCount_ = 0;
   ReallocateEdges(static_cast<int>(total));
   ArcPolyEdge* out = edges_.get();
+  int shrinkable;
   for (int i = 0; i < src.edgeCount_; ++i) {
     const ArcPolyEdge& v = src.edges_[i];
     if (const ArcPolyArc* arc = src.GetEdgeArc(i)) {

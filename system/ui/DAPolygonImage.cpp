@@ -20,11 +20,14 @@ constexpr std::int64_t kArcBytes = 24;
 }  // namespace
 
 int DAPolygon::GetImageLength() const {
-  return static_cast<int>(kHeader + kEdgeBytes * edgeCount_ + kArcBytes * arcCount_);
+  const std::int64_t length = kHeader + kEdgeBytes * edgeCount_ + kArcBytes * arcCount_;
+  return length > INT32_MAX ? -1 : static_cast<int>(length);
 }
 
 int DAPolygon::CreateImage(char* out) const {
-  char* p = Put32(out, static_cast<std::uint32_t>(GetImageLength()));
+  const int length = GetImageLength();
+  if (length < 0) return 0;
+  char* p = Put32(out, static_cast<std::uint32_t>(length));
   p = Put32(p, static_cast<std::uint32_t>(flag_));
   p = Put32(p, static_cast<std::uint32_t>(width_));
   p = Put32(p, static_cast<std::uint32_t>(edgeCount_));

@@ -100,6 +100,9 @@ int DARegion::Approximate(const DARegion& src, int tolerance, int maxVertices, i
     const DARegion copy(src);  // NOLINT(performance-unnecessary-copy-initialization): src is us
     return Approximate(copy, tolerance, maxVertices, convertCircle);
   }
+  if (ApproximatedVertices(src, tolerance, maxVertices, convertCircle) >
+      DAPolygon::kMaxApproximation)
+    return 0;
   Clear();
   for (const DARegionNode* n = src.list_.First(); n; n = n->GetNextNode()) {
     auto node = std::make_unique<DARegionNode>();
@@ -109,21 +112,41 @@ int DARegion::Approximate(const DARegion& src, int tolerance, int maxVertices, i
   return 1;
 }
 
+std::int64_t DARegion::ApproximatedVertices(const DARegion& src, int tolerance, int maxVertices,
+                                            int convertCircle) {
+  std::int64_t total = 0;
+  for (const DARegionNode* n = src.list_.First(); n; n = n->GetNextNode())
+    if (n->polygon.ApproximatesArcs(convertCircle)) {
+      total += n->polygon.CountApproximation(tolerance, maxVertices, convertCircle);
+      if (total > DAPolygon::kMaxApproximation) break;  // enough to refuse
+    }
+  return total;
+}
+
 int DARegion::CanBeApproximated(int tolerance, int maxVertices, int convertCircle) const {
   for (const DARegionNode* n = list_.First(); n; n = n->GetNextNode())
     if (!n->polygon.CanBeApproximated(tolerance, maxVertices, convertCircle)) return 0;
+  // Every polygon passing at the first tolerance is also what Approximate produces.
+  if (ApproximatedVertices(*this, tolerance, 0, convertCircle) > DAPolygon::kMaxApproximation)
+    return 0;
   return 1;
 }
 
 int DARegion::GetImageLength() const {
   std::int64_t length = kRegionHeader;
-  for (const DARegionNode* n = list_.First(); n; n = n->GetNextNode())
-    length += n->polygon.GetImageLength();
+  for (const DARegionNode* n = list_.First(); n; n = n->GetNextNode()) {
+    const int polygon = n->polygon.GetImageLength();
+    if (polygon < 0) return -1;
+    length += polygon;
+    if (length > INT32_MAX) return -1;
+  }
   return static_cast<int>(length);
 }
 
 int DARegion::CreateImage(char* out) const {
-  char* p = Put32(out, static_cast<std::uint32_t>(GetImageLength()));
+  const int length = GetImageLength();
+  if (length < 0) return 0;
+  char* p = Put32(out, static_cast<std::uint32_t>(length));
   p = Put32(p, static_cast<std::uint32_t>(count_));
   for (const DARegionNode* n = list_.First(); n; n = n->GetNextNode())
     p += n->polygon.CreateImage(p);

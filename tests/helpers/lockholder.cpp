@@ -7,10 +7,14 @@
 //   endwrite      ends the writing accessor               -> ok
 //   open A S      opens file with access A and share S   -> 1 or 0 (kept open)
 //   try A S       the same, closed again at once          -> 1 or 0
+//   flock         holds flock(LOCK_EX) on file            -> 1 or 0 (kept until "closeall")
+//   rangelock     holds a whole-file fcntl write lock     -> 1 or 0 (kept until "closeall")
 //   closeall      closes every descriptor from "open"    -> ok
 //   who           holder of file's lock: "user|computer"
 //   unlock        SetNewFileName("")                     -> ok
 //   quit          exits
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -56,6 +60,17 @@ int main(int argc, char** argv) {
       if (fd != -1 && command == "open") opened.push_back(fd);
       if (fd != -1 && command == "try") brix::share::Close(fd);
       answer = fd != -1 ? "1" : "0";
+    } else if (command == "flock" || command == "rangelock") {
+      // Locks of other programs, as this layer must live beside them (on NFS the
+      // client turns flock() into a whole-file byte-range lock).
+      const int fd = open(file.c_str(), O_RDWR | O_CLOEXEC);
+      struct flock range = {};
+      range.l_type = F_WRLCK;
+      range.l_whence = SEEK_SET;
+      const bool ok = fd != -1 && (command == "flock" ? flock(fd, LOCK_EX | LOCK_NB) == 0
+                                                      : fcntl(fd, F_SETLK, &range) == 0);
+      if (fd != -1) opened.push_back(fd);
+      answer = ok ? "1" : "0";
     } else if (command == "closeall") {
       for (int fd : opened) brix::share::Close(fd);
       opened.clear();
