@@ -34,10 +34,12 @@ def dump_headers(clangxx, inc_dir, work_dir):
     for name in sorted(os.listdir(inc_dir)):
         if name.endswith(".h"):
             with open(os.path.join(inc_dir, name), encoding="utf-8") as f:
-                system_includes.update(re.findall(r"^\s*#\s*include\s*<[^>]+>", f.read(), re.M))
+                system_includes.update(re.findall(r"^\s*#\s*include\s*(<[^>]+>)", f.read(), re.M))
     prelude = os.path.join(work_dir, "exports_prelude.h")
     with open(prelude, "w", encoding="utf-8") as f:
-        f.write("\n".join(sorted(system_includes)) + "\n")
+        # A header may include some of them only where they exist.
+        for name in sorted(system_includes):
+            f.write(f"#if __has_include({name})\n#include {name}\n#endif\n")
     pch = prelude + ".pch"
     std = ["-std=c++20", "-Wno-pragma-once-outside-header"]
     subprocess.run([clangxx, *std, "-x", "c++-header", prelude, "-o", pch], check=True)
