@@ -5,7 +5,10 @@
 #include <fnmatch.h>
 
 #include <charconv>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "sysstring.h"
 
@@ -206,3 +209,72 @@ void BM_MatchFileName(benchmark::State& state) {
 BENCHMARK(BM_MatchFileName);
 
 }  // namespace
+
+// ---- Numbers in text: the library's locale-independent reader against the C library's ----
+
+const std::vector<std::string>& NumberTexts() {
+  static const std::vector<std::string> texts = [] {
+    std::vector<std::string> t;
+    for (int i = 0; i < 1000; ++i)
+      t.push_back(std::to_string(i * 37 % 1000) + "." + std::to_string(i * 7919 % 100000) +
+                  (i % 4 == 0 ? "e-3" : ""));
+    return t;
+  }();
+  return texts;
+}
+
+void BM_ReadDoubleGetdouble(benchmark::State& state) {
+  const auto& texts = NumberTexts();
+  for (auto _ : state) {
+    double sum = 0;
+    for (const std::string& t : texts) {
+      double d = 0;
+      getdouble(t.c_str(), &d);
+      sum += d;
+    }
+    benchmark::DoNotOptimize(sum);
+  }
+}
+BENCHMARK(BM_ReadDoubleGetdouble);
+
+void BM_ReadDoubleStrtod(benchmark::State& state) {
+  const auto& texts = NumberTexts();
+  for (auto _ : state) {
+    double sum = 0;
+    for (const std::string& t : texts) sum += std::strtod(t.c_str(), nullptr);
+    benchmark::DoNotOptimize(sum);
+  }
+}
+BENCHMARK(BM_ReadDoubleStrtod);
+
+void BM_ReadDoubleFromChars(benchmark::State& state) {
+  const auto& texts = NumberTexts();
+  for (auto _ : state) {
+    double sum = 0;
+    for (const std::string& t : texts) {
+      double d = 0;
+      std::from_chars(t.data(), t.data() + t.size(), d);
+      sum += d;
+    }
+    benchmark::DoNotOptimize(sum);
+  }
+}
+BENCHMARK(BM_ReadDoubleFromChars);
+
+void BM_FormatDoubleSys(benchmark::State& state) {
+  for (auto _ : state) {
+    SYS_String s = FormattedString("%.3f", 1234.5678);
+    benchmark::DoNotOptimize(s.GetString());
+  }
+}
+BENCHMARK(BM_FormatDoubleSys);
+
+void BM_FormatDoubleSnprintf(benchmark::State& state) {
+  for (auto _ : state) {
+    char buf[64];
+    const int n = std::snprintf(buf, sizeof buf, "%.3f", 1234.5678);
+    std::string s(buf, static_cast<std::size_t>(n));
+    benchmark::DoNotOptimize(s.data());
+  }
+}
+BENCHMARK(BM_FormatDoubleSnprintf);

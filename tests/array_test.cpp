@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <functional>
 #include <optional>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "sccarray.h"
+#include "sccstack.h"
 #include "ssm.h"
 
 static_assert(SCC_IsBitwiseMovable<int>::value);
@@ -873,6 +875,81 @@ TEST(ArrayTest, SysQSortOnOddWidths) {
     EXPECT_EQ(v, expected) << kind;
   }
   SYS_QSort(nullptr, 5, 4, nullptr);  // ignored
+}
+
+// A value passed by reference may be an element of the very array that is changed: each
+// member reads it before the array grows or separates, whatever the element type.
+TEST(ArrayTest, ElementArgumentsMayLiveInTheArray) {
+  struct Case {
+    const char* what;
+    std::function<void(SCC_Array<Tracked>&)> change;
+    std::vector<int> expected;
+  };
+  const Case cases[] = {
+      {"SetAt past the end", [](SCC_Array<Tracked>& a) { a.SetAt(a.GetSize() + 2, a.GetAt(0)); },
+       {1, 2, 3, 0, 0, 1}},
+      {"SetAt at the end", [](SCC_Array<Tracked>& a) { a.SetAt(a.GetSize(), a.GetAt(2)); },
+       {1, 2, 3, 3}},
+      {"SetAt in place", [](SCC_Array<Tracked>& a) { a.SetAt(0, a.GetAt(2)); }, {3, 2, 3}},
+      {"Add", [](SCC_Array<Tracked>& a) { a.Add(a.GetAt(1)); }, {1, 2, 3, 2}},
+      {"InsertAt", [](SCC_Array<Tracked>& a) { a.InsertAt(0, a.GetAt(2), 2); }, {3, 3, 1, 2, 3}},
+      {"AddSorted",
+       [](SCC_Array<Tracked>& a) {
+         a.SetComparator(new SCC_LessComparator<Tracked>);
+         a.AddSorted(a.GetAt(0));
+       },
+       {1, 1, 2, 3}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    SCC_Array<Tracked> a{1, 2, 3};  // full: capacity 3, so every growth moves the elements
+    ASSERT_EQ(a.GetCapacity(), 3);
+    c.change(a);
+    std::vector<int> got;
+    for (const Tracked& t : a) got.push_back(t.value);
+    EXPECT_EQ(got, c.expected);
+
+    // The same through a copy that shares the buffer: the write separates first.
+    SCC_Array<Tracked> shared{1, 2, 3};
+    const SCC_Array<Tracked> keep(shared);
+    c.change(shared);
+    got.clear();
+    for (const Tracked& t : shared) got.push_back(t.value);
+    EXPECT_EQ(got, c.expected);
+    EXPECT_EQ(keep.GetSize(), 3);
+    EXPECT_EQ(keep.GetAt(0).value, 1);
+  }
+  SCC_Stack<Tracked> stack;
+  for (int i = 0; i < 5; ++i) stack.Push(stack.IsEmpty() ? Tracked(7) : stack.Top());
+  EXPECT_EQ(stack.GetCount(), 5);
+  EXPECT_EQ(stack.Top().value, 7);
+}
+
+// The range test of Sort must not compute start + count: counts near the limits of long
+// overflow it (the sanitizer build reports that). The accepted ranges are unchanged.
+TEST(ArrayTest, SortRangeCheckCannotOverflow) {
+  struct Case {
+    long start;
+    long count;
+    bool sorts;
+  };
+  const Case cases[] = {
+      {1, LONG_MAX, false},     {4, LONG_MAX - 3, false}, {0, LONG_MIN, false},
+      {2, LONG_MIN + 1, false}, {LONG_MAX, 2, false},     {LONG_MIN, 2, false},
+      {0, 5, true},             {1, 4, true},             {0, 6, false},
+      {4, 1, false},            {2, -1, false},           {3, -4, false},
+  };
+  static int sorted = 0;
+  for (const Case& c : cases) {
+    SCC_Array<int> a{5, 4, 3, 2, 1};
+    a.SetComparator(new SCC_LessComparator<int>);  // sorts ascending at once
+    a.Sort(-1);                                    // and now descending again
+    SCC_EventHook<int> hook([](int code, int*) { return code == 5 ? (++sorted, 0) : 0; });
+    a.AddListener(&hook);
+    sorted = 0;
+    a.Sort(c.start, c.count, 1);
+    EXPECT_EQ(sorted, c.sorts ? 1 : 0) << c.start << ", " << c.count;
+  }
 }
 
 }  // namespace

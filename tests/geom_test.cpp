@@ -149,6 +149,38 @@ TEST(GeomTest, BoxConstructionAndQueries) {
   EXPECT_EQ(c, SYS_Box(98, -103, 103, -96));
 }
 
+// Initiate gives every value type its default value, whatever it held.
+TEST(GeomTest, InitiateResetsEveryValueType) {
+  SYS_Point p(3, -4);
+  SYS_DoublePoint dp(1.5, -2.5);
+  SYS_Box box(1, 2, 3, 4);
+  SYS_Box invalid;
+  invalid.Invalidate();
+  SYS_Segment seg(1, 2, 3, 4);
+  SYS_Circle circle(1, 2, 3);
+  SYS_Arc arc(SYS_Point(1, 0), SYS_Point(0, 1), SYS_Point(0, 0), 1);
+  SYS_Location loc(5, 6, 7);
+  SYS_Position pos(5, 6, 7, 1);
+  p.Initiate();
+  dp.Initiate();
+  box.Initiate();
+  invalid.Initiate();
+  seg.Initiate();
+  circle.Initiate();
+  arc.Initiate();
+  loc.Initiate();
+  pos.Initiate();
+  EXPECT_TRUE(p == SYS_Point());
+  EXPECT_TRUE(dp == SYS_DoublePoint());
+  EXPECT_TRUE(box == SYS_Box());
+  EXPECT_TRUE(invalid == SYS_Box(0, 0, 0, 0));
+  EXPECT_TRUE(seg == SYS_Segment());
+  EXPECT_TRUE(circle == SYS_Circle());
+  EXPECT_TRUE(arc == SYS_Arc());
+  EXPECT_TRUE(loc == SYS_Location());
+  EXPECT_TRUE(pos == SYS_Position());
+}
+
 TEST(GeomTest, BoxCombineIntersectExpand) {
   SYS_Box invalid;
   invalid.Invalidate();

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cmath>
 #include <clocale>
 #include <cstdint>
 #include <cstdio>
@@ -14,7 +15,10 @@
 #include <unordered_set>
 #include <vector>
 
+#include "ssm.h"
 #include "sysstring.h"
+#include "sysunits.h"
+#include "test_locale.h"
 
 static_assert(sizeof(SYS_String) == sizeof(void*));
 static_assert(sizeof(SYS_StrNoCase) == sizeof(void*));
@@ -763,4 +767,192 @@ TEST(StringTest, ExtractSubString) {
   SYS_String untouched("keep");
   EXPECT_EQ(SysExtractSubString(untouched, nullptr, 0, ','), 0);
   EXPECT_EQ(Str(untouched), "keep");
+}
+
+// ---- Numbers and text, whatever the process's numeric locale ---------------------------
+
+TEST(StringTest, AppendsAString) {
+  SYS_String s("ab");
+  const SYS_String tail("cd");
+  s << tail << SYS_String() << tail;
+  EXPECT_EQ(Str(s), "abcdcd");
+  s << s;  // appending a string to itself reads the text before it grows
+  EXPECT_EQ(Str(s), "abcdcdabcdcd");
+  SYS_String empty;
+  empty << tail;
+  EXPECT_EQ(Str(empty), "cd");
+  EXPECT_EQ(Str(tail), "cd");
+}
+
+// Every reader of doubles follows one rule: optional blanks and sign, decimal digits with
+// an optional point and exponent. Hexadecimal floats, "inf" and "nan" are not numbers; they
+// read as far as their decimal prefix goes ("0x1p4" reads the 0), as the unit parsers do.
+TEST(StringTest, OneRuleForReadingDoubles) {
+  struct Case {
+    const char* text;
+    double value;
+    int consumed;  // bytes read by SYS_String::Value; 0 when no number was read
+    int whole;     // 1 when the whole-text readers accept the text
+  };
+  const double huge = HUGE_VAL;
+  const Case cases[] = {
+      {"1.5e2x", 150.0, 5, 0}, {"  -0.5", -0.5, 6, 1},   {".5", 0.5, 2, 1},
+      {"5.", 5.0, 2, 1},       {"+2", 2.0, 2, 1},        {"1e", 1.0, 1, 0},
+      {"1e+", 1.0, 1, 0},      {"7E-1", 0.7, 4, 1},      {"0x1p4", 0.0, 1, 0},
+      {"0X10", 0.0, 1, 0},     {"inf", 0.0, 0, 0},       {"-inf", 0.0, 0, 0},
+      {"infinity", 0.0, 0, 0}, {"nan", 0.0, 0, 0},       {"NAN(1)", 0.0, 0, 0},
+      {".", 0.0, 0, 0},        {"-", 0.0, 0, 0},         {"", 0.0, 0, 0},
+      {"1e400", huge, 5, 0},   {"-1e400", -huge, 6, 0},  {"1e-400", 0.0, 6, 0},
+      {"0.000e999999", 0.0, 12, 1}, {"12.75", 12.75, 5, 1},
+  };
+  const SYS_Convert units;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    const SYS_String text(c.text);
+    const char* end = nullptr;
+    double d = -1;
+    EXPECT_EQ(text.Value(&d, &end), c.value);
+    EXPECT_EQ(d, c.value);
+    EXPECT_EQ(end - text.GetString(), c.consumed);
+
+    double scanned = -1;
+    int used = -1;
+    EXPECT_EQ(SimpleScanf(c.text, "%f%n", &scanned, &used), c.consumed ? 1 : 0);
+    if (c.consumed) {
+      EXPECT_EQ(scanned, c.value);
+      EXPECT_EQ(used, c.consumed);
+    }
+
+    // The whole-text readers accept exactly the finite numbers that fill the text.
+    const int whole = c.whole;
+    double g = -1;
+    EXPECT_EQ(getdouble(c.text, &g), whole ? 1 : 0);
+    if (whole) {
+      EXPECT_EQ(g, c.value);
+    }
+    double u = -1;
+    EXPECT_EQ(SYS_Convert::Str2Double(c.text, &u), whole ? 1 : 0);
+    long base = 0;
+    EXPECT_EQ(units.Str2Base(c.text, &base), whole);
+  }
+  double width = 0;
+  int used = 0;
+  EXPECT_EQ(SimpleScanf("1.2345", "%4f%n", &width, &used), 1);
+  EXPECT_EQ(width, 1.23);
+  EXPECT_EQ(used, 4);
+  EXPECT_EQ(SimpleScanf("   inf 2", "%f", &width), 0);
+}
+
+TEST(StringTest, IsIntegerAndGetDouble) {
+  struct IntCase {
+    const char* text;
+    int result;
+    long value;
+  };
+  const IntCase ints[] = {
+      {"12", 1, 12},           {" -7 ", 1, -7},         {"+3", 1, 3},
+      {"2147483647", 1, 2147483647L}, {"-2147483648", 1, -2147483647L - 1},
+      {"2147483648", 0, 0},    {"-2147483649", 0, 0},   {"99999999999999999999", 0, 0},
+      {"1.0", 0, 0},           {"1e3", 0, 0},           {"0x1", 0, 0},
+      {"1 2", 0, 0},           {"", 0, 0},              {"  ", 0, 0},
+      {"-", 0, 0},             {"1,000", 0, 0},         {"007", 1, 7},
+  };
+  for (const IntCase& c : ints) {
+    long v = -99;
+    EXPECT_EQ(isinteger(c.text, &v), c.result) << c.text;
+    EXPECT_EQ(v, c.result ? c.value : -99) << c.text;
+    EXPECT_EQ(isinteger(c.text), c.result) << c.text;
+  }
+  EXPECT_EQ(isinteger(nullptr), 0);
+
+  struct DoubleCase {
+    const char* text;
+    int result;
+    double value;
+  };
+  const DoubleCase doubles[] = {
+      {"2.5", 1, 2.5},  {" -1e3 ", 1, -1000.0}, {".5", 1, 0.5}, {"5.", 1, 5.0},
+      {"1e400", 0, 0},  {"1e-400", 0, 0},      {"inf", 0, 0},  {"nan", 0, 0},
+      {"0x1p4", 0, 0},  {"2.5x", 0, 0},        {"2,5", 0, 0},  {"", 0, 0},
+      {" ", 0, 0},      {"1 2", 0, 0},         {"0", 1, 0.0},  {"-0.0", 1, -0.0},
+  };
+  for (const DoubleCase& c : doubles) {
+    double v = -99;
+    EXPECT_EQ(getdouble(c.text, &v), c.result) << c.text;
+    EXPECT_EQ(v, c.result ? c.value : -99) << c.text;
+  }
+  EXPECT_EQ(getdouble(nullptr, nullptr), 0);
+  EXPECT_EQ(getdouble("1.5", nullptr), 1);
+}
+
+// A host that calls setlocale(LC_ALL, "") in a comma-decimal locale still gets "." texts
+// and reads them back.
+TEST(StringTest, NumbersIgnoreTheNumericLocale) {
+  const test_locale::Scoped comma(LC_NUMERIC, test_locale::kComma);
+  BRIX_REQUIRE_LOCALE(comma);
+  char probe[32];
+  std::snprintf(probe, sizeof probe, "%.1f", 0.5);
+  ASSERT_STREQ(probe, "0,5");  // the locale really is in force
+
+  SYS_String appended;
+  appended << 1.5;
+  const SYS_String text("12.75");
+  double d = 0;
+  const char* end = nullptr;
+  text.Value(&d, &end);
+  float f = 0;
+  SYS_String("0.25").Value(&f);
+  double scanned = 0;
+  const int scans = SimpleScanf("3.25", "%f", &scanned);
+  long grouped = 0;
+  struct Case {
+    std::string got;
+    std::string expected;
+  };
+  const Case cases[] = {
+      {Str(appended), "1.500000"},
+      {std::to_string(d == 12.75) + std::to_string(end - text.GetString()), "15"},
+      {std::to_string(f == 0.25f), "1"},
+      {Str(FormattedString("%.2f|%g|%e|%a", 2.5, 0.5, 1.0, 1.0)), "2.50|0.5|1.000000e+00|0x1p+0"},
+      {Str(FormattedString("%'d|%'.1f", 1234567, 1234.5)), "1234567|1234.5"},
+      {std::to_string(scans) + (scanned == 3.25 ? "ok" : "no"), "1ok"},
+      {std::to_string(getdouble("12.75", &d)) + std::to_string(getdouble("12,75", &d)), "10"},
+      {std::to_string(isinteger("1.234", &grouped)), "0"},
+      {Str(SYS_Exception("%.1f", 0.5).GetText()), "0.5"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(c.got, c.expected);
+  SYS_String formatted;
+  formatted.Format("%.3f", 0.125);
+  EXPECT_EQ(Str(formatted), "0.125");
+  std::snprintf(probe, sizeof probe, "%.1f", 0.5);
+  EXPECT_STREQ(probe, "0,5") << "the caller's own locale is left in force";
+}
+
+// In a double-byte code page the spans step whole characters, as the other searches do: a
+// trail byte that happens to be an ASCII byte of the set is not that character.
+TEST(StringTest, SpansNeverSplitADoubleByteCharacter) {
+  const test_locale::Scoped gbk(LC_CTYPE, test_locale::kGbk);
+  BRIX_REQUIRE_LOCALE(gbk);
+  ASSERT_EQ(MB_CUR_MAX, 2u);
+  struct Case {
+    const char* text;
+    const char* set;
+    const char* including;
+    const char* excluding;
+  };
+  const Case cases[] = {
+      // "\x81\x41" is one character whose trail byte is "A".
+      {"\x81\x41" "BA", "A", "", "\x81\x41" "B"},
+      {"\x81\x41" "B\x81\x42" "x", "\x81\x41" "B", "\x81\x41" "B", ""},
+      {"ab\x81\x41", "\x81", "", "ab\x81\x41"},
+      {"x\x81\\y\\z", "\\", "", "x\x81\\y"},
+      {"A\x81\x41\x81", "\x81\x41" "A", "A\x81\x41", ""},
+      {"aabc", "a", "aa", ""},
+      {"\x81\x41\x81\x41" "c", "c\x81\x41", "\x81\x41\x81\x41" "c", ""},
+  };
+  for (const Case& c : cases) {
+    const SYS_String s(c.text);
+    EXPECT_EQ(Str(s.SpanIncluding(c.set)), c.including) << c.text << " / " << c.set;
+    EXPECT_EQ(Str(s.SpanExcluding(c.set)), c.excluding) << c.text << " / " << c.set;
+  }
 }

@@ -1,12 +1,14 @@
 // variant_test.cpp - tests of SCC_Variant, SimpleScanf and the convertors.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 #include <string>
 #include <vector>
 
 #include "sccvariant.h"
 #include "ssm.h"
+#include "test_locale.h"
 
 // A tag and one 32-bit, one double and one string payload: small enough to pass around.
 static_assert(sizeof(SCC_Variant) == 24);
@@ -209,6 +211,40 @@ TEST(VariantTest, SimpleScanf) {
   EXPECT_EQ(std::string(1, c) + word + std::to_string(used), "[len5");
   EXPECT_EQ(SimpleScanf("abc", "%s", word), 0) << "an unbounded word is refused";
   EXPECT_EQ(SimpleScanf("1", "%q", &a), 0);
+}
+
+// Variants read and write numbers with "." whatever LC_NUMERIC says, and read doubles by
+// the library's one rule: no hexadecimal floats, no "inf", no "nan".
+TEST(VariantTest, NumbersIgnoreTheNumericLocaleAndReadOneWay) {
+  const test_locale::Scoped comma(LC_NUMERIC, test_locale::kComma);
+  BRIX_REQUIRE_LOCALE(comma);
+  struct Case {
+    SCC_Variant value;
+    const char* text;
+    double number;
+  };
+  const Case cases[] = {
+      {SCC_Variant(2.5), "2.5", 2.5},         {SCC_Variant(10.0), "10.", 10.0},
+      {SCC_Variant("12.75"), "12.75", 12.75}, {SCC_Variant("-0.5e1"), "-0.5e1", -5.0},
+      {SCC_Variant("0x10"), "0x10", 0.0},     {SCC_Variant("inf"), "inf", 0.0},
+      {SCC_Variant("-nan"), "-nan", 0.0},     {SCC_Variant("1e999"), "1e999", HUGE_VAL},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(Text(c.value), c.text);
+    EXPECT_EQ(static_cast<double>(c.value), c.number) << c.text;
+  }
+  EXPECT_EQ(static_cast<long>(SCC_Variant("12.75")), 12);
+  EXPECT_EQ(static_cast<long>(SCC_Variant("inf")), 0);
+  EXPECT_EQ(static_cast<long>(SCC_Variant("0x7fffffffff")), 0);
+  EXPECT_TRUE(SCC_Variant(2.5) == SCC_Variant("2.5"));
+
+  SCC_Variant small(0.25);
+  EXPECT_EQ(small.Validate("[ 0.5 , 1.5 ]", nullptr), 0);
+  EXPECT_EQ(Text(small), "Please enter a value within the [0.500000,1.500000] range.");
+  SCC_Variant inside(1.25);
+  EXPECT_EQ(inside.Validate("[ 0.5 , 1.5 ]", nullptr), 1);
+  SCC_Variant huge(1e300);
+  EXPECT_EQ(huge.Validate("[ 0 , inf ]", nullptr), 0) << "an upper bound of inf reads as 0";
 }
 
 TEST(ConvertorTest, DirectionsAndRelays) {

@@ -215,7 +215,11 @@ class BRIX_API _SCC_Array {
 /// Growable typed array with shared copy-on-write storage.
 ///
 /// Any T that is default-constructible and copyable works; each element is constructed and
-/// destroyed exactly once whatever path it takes. Element references and pointers stay
+/// destroyed exactly once whatever path it takes. Every member that takes an element by
+/// reference (SetAt, Add, InsertAt, AddSorted) accepts an element of this same array: it
+/// reads the value before the array grows or separates. An expression of the caller's own,
+/// such as `a[a.GetSize()] = a[0]`, reads a[0] first and may keep a reference that the
+/// growth of a[...] leaves dangling: write `a.SetAt(a.GetSize(), a[0])` instead. Element references and pointers stay
 /// valid until the next change of the array's size or the next write through a copy that
 /// shares its buffer (which separates it). Non-const access through operator[] separates a
 /// shared buffer and grows the array when the index is past the end.
@@ -259,7 +263,20 @@ class SCC_Array : public _SCC_Array {
     if (static_cast<unsigned long>(i) < static_cast<unsigned long>(GetSize())) return Data()[i];
     return DefaultValue();
   }
-  void SetAt(long i, const T& value) { (*this)[i] = value; }
+  /// Stores `value` at `i`, growing the array when `i` is past the end. `value` may be an
+  /// element of this array: it is copied before the array grows or separates.
+  void SetAt(long i, const T& value) {
+    if (m_data) {
+      _Buffer* b = Header();
+      if (static_cast<unsigned long>(i) < static_cast<unsigned long>(b->count) && b->refCount < 2) {
+        Data()[i] = value;  // no growth: `value` stays where it is
+        return;
+      }
+    }
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): `value` may live in this array
+    T copy(value);
+    if (PrepareWrite(i)) Data()[i] = std::move(copy);
+  }
 
   /// Appends `value` and returns its index.
   long Add(const T& value) {

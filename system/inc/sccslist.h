@@ -38,23 +38,18 @@ class SCC_SListNode {
 /// node itself as payload), RegisterIterator/UnregisterIterator and GetNotifier. The base
 /// list's hooks do nothing.
 ///
-/// Copying: the copy constructor, assignment and CopyFrom build the copy out of new nodes
-/// (`new T(node)` for each node, in order); the list does not own them either, so whoever
-/// keeps the copy releases them with RemoveAllDelete. Merge moves the nodes of another list
-/// to the end of this one. The destructor unlinks every node (setting each link to null)
+/// Copying: a list is not copyable. A copy would be made of new nodes that no list owns and
+/// would leak them when it went away, so the one copy is the explicit CopyFrom, which builds
+/// new nodes (`new T(node)` for each node, in order) that its caller owns and releases with
+/// RemoveAllDelete. Merge moves the nodes of another list to the end of this one. The destructor unlinks every node (setting each link to null)
 /// and deletes none; it does not notify.
 template <class T>
 class SCC_SList {
  public:
   SCC_SList() noexcept = default;
-  /// A list of copies of `other`'s nodes (see the class comment).
-  SCC_SList(const SCC_SList& other) { AppendCopiesOf(other); }
-  /// Unlinks this list's nodes and fills it with copies of `other`'s nodes.
-  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): CopyFrom ignores self-assignment
-  SCC_SList& operator=(const SCC_SList& other) {
-    CopyFrom(other);
-    return *this;
-  }
+  /// Not copyable: use CopyFrom, whose caller owns the copied nodes (see the class comment).
+  SCC_SList(const SCC_SList&) = delete;
+  SCC_SList& operator=(const SCC_SList&) = delete;
   virtual ~SCC_SList() {
     while (m_head) {
       T* node = m_head;
@@ -223,7 +218,8 @@ class SCC_SList {
   }
 
   /// Unlinks this list's nodes (RemoveAll) and appends a new copy of each of `other`'s
-  /// nodes. Copying a list into itself does nothing.
+  /// nodes. The copies belong to the caller: release them with RemoveAllDelete. Copying a
+  /// list into itself does nothing.
   void CopyFrom(const SCC_SList& other) {
     if (&other == this) return;
     RemoveAll();

@@ -1,5 +1,5 @@
-// sccvariant.h - SCC_Variant, the tagged value of the property framework, its convertors
-// and the scanf-like reader SimpleScanf.
+// sccvariant.h - SCC_Variant, the tagged value of the property framework, and its
+// convertors. Texts are read with SimpleScanf (sysstring.h).
 #pragma once
 
 #include <cstdint>
@@ -10,24 +10,6 @@
 #include "sysstring.h"
 
 class SCC_Convertor;
-
-/// Reads fields from `text` as directed by `format`, in the manner of sscanf, and returns
-/// the number of fields converted and stored (0 when the first one fails, also at the end
-/// of the text; a null text or format reads nothing).
-///
-/// Directives: white space in the format skips any white space in the text; any other
-/// character must match the text; "%%" matches "%". Conversions, each with an optional
-/// "*" (read but do not store or count) and a maximum field width:
-///   %d (int*), %ld (long*), %u (unsigned int*), %lu (unsigned long*),
-///   %x (unsigned int*), %lx (unsigned long*): integers, leading white space skipped;
-///   %f %e %g %E %G, also with "l" (double*): a number as strtod reads it. Unlike sscanf, "%f"
-///   stores a double, never a float;
-///   %c (char*): one character, or exactly `width` characters, no white space skipped;
-///   %s (char*): a word of non-blank characters. It must carry a width (the buffer holds
-///   width + 1 bytes); a "%s" without width stops the scan there, so no buffer can overflow;
-///   %n (int*): the number of characters consumed so far, not counted.
-/// Any other conversion stops the scan. Integers beyond their type saturate.
-BRIX_API int SimpleScanf(const char* text, const char* format, ...);
 
 /// A small tagged value: a 32-bit long, a double, a string or nothing.
 ///

@@ -263,6 +263,9 @@ class BRIX_API SYS_Box {
   void SetRight(long v) { ur_.SetX(v); }
   void SetUpper(long v) { ur_.SetY(v); }
 
+  /// All four zero, as a default-constructed box (not the invalid box).
+  void Initiate() { ll_.Initiate(), ur_.Initiate(); }
+
   SYS_Point& GetLowerLeft() { return ll_; }
   const SYS_Point& GetLowerLeft() const { return ll_; }
   SYS_Point& GetUpperRight() { return ur_; }

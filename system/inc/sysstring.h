@@ -1,4 +1,5 @@
-// sysstring.h - SYS_String (copy-on-write byte string), SYS_StrNoCase and SYS_StrPattern.
+// sysstring.h - SYS_String (copy-on-write byte string), SYS_StrNoCase, SYS_StrPattern and
+// the text-number helpers isinteger, getdouble and SimpleScanf.
 #pragma once
 
 #include <atomic>
@@ -373,6 +374,45 @@ BRIX_API SYS_String FormattedString(const char* fmt, ...) __attribute__((format(
 /// at `separator`. Returns 0 and leaves `field` alone when `text` is null; returns 0
 /// with `field` emptied when `text` has fewer than `index` separators; else 1.
 BRIX_API int SysExtractSubString(SYS_String& field, const char* text, int index, char separator);
+
+// ---- Numbers in text ---------------------------------------------------------------
+//
+// Every reader of numbers in the library follows one rule, whatever LC_NUMERIC the host set:
+// an optional sign, decimal digits with an optional "." (at least one digit), and for a
+// double an optional exponent ("e" or "E", optional sign, digits). "." is the only decimal
+// point and nothing groups thousands; hexadecimal numbers, "inf" and "nan" are not numbers.
+// Written numbers use "." too (std::to_chars, or printf under the "C" numeric locale).
+
+/// 1 when all of `text`, blanks around it allowed, is a decimal integer in the 32-bit range
+/// (-2147483648 to 2147483647), stored in `*value` when `value` is not null; else 0 and
+/// `*value` is left alone. A null text is 0.
+BRIX_API int isinteger(const char* text, long* value = nullptr);
+
+/// 1 when all of `text`, blanks around it allowed, is a decimal number that a double holds
+/// (not beyond its range, nor so small that it reads as 0), stored in `*value` when `value`
+/// is not null; else 0 and `*value` is left alone. A null text is 0.
+BRIX_API int getdouble(const char* text, double* value);
+
+/// Reads fields from `text` as directed by `format`, in the manner of sscanf, and returns
+/// the number of fields converted and stored (0 when the first one fails, also at the end
+/// of the text; a null text or format reads nothing).
+///
+/// Directives: white space in the format skips any white space in the text; any other
+/// character must match the text; "%%" matches "%". Conversions, each with an optional
+/// "*" (read but do not store or count) and a maximum field width:
+///   %d (int*), %ld (long*), %u (unsigned int*), %lu (unsigned long*),
+///   %x (unsigned int*), %lx (unsigned long*): integers, leading white space skipped;
+///   %f %e %g %E %G, also with "l" (double*): a decimal number by the library's rule for
+///   doubles (see getdouble; no hexadecimal floats, "inf" or "nan"). Unlike sscanf, "%f"
+///   stores a double, never a float;
+///   %c (char*): one character, or exactly `width` characters, no white space skipped;
+///   %s (char*): a word of non-blank characters. It must carry a width (the buffer holds
+///   width + 1 bytes); a "%s" without width stops the scan there, so no buffer can overflow;
+///   %n (int*): the number of characters consumed so far, not counted.
+/// Any other conversion stops the scan. Integers beyond their type saturate; a double beyond
+/// the range of a double reads as +-HUGE_VAL (or +-0 when too small). "." is the decimal
+/// point whatever the locale.
+BRIX_API int SimpleScanf(const char* text, const char* format, ...);
 
 /// Case-insensitive key over SYS_String: equality and ordering fold the ASCII
 /// letters A to Z only (every other byte compares as itself), whatever the locale.

@@ -364,7 +364,8 @@ void _SCC_Array::ShortSort(long lo, long hi) {
 
 void _SCC_Array::Sort(long start, long count, int direction) {
   const long size = GetSize();
-  if (start < 0 || start >= size || start + count - 1 < 0 || start + count - 1 >= size) return;
+  // The designed test 0 <= start + count - 1 < size, written so that no count can overflow it.
+  if (start < 0 || start >= size || count < 1 - start || count > size - start) return;
   CheckArray(start);
   // Hold the comparator for the whole sort: a Compare that replaces it must not free it.
   SCC_SharedPointer<SCC_ComparatorBase> hold = m_comparator;

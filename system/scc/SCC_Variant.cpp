@@ -1,6 +1,5 @@
 // SCC_Variant.cpp - conversions and equality of SCC_Variant.
 #include <charconv>
-#include <cstdio>
 #include <string>
 
 #include "sccvariant.h"
@@ -68,10 +67,11 @@ SCC_Variant::operator const SYS_String() const {
       return SYS_String(buf, static_cast<int>(res.ptr - buf));
     }
     case TypeDouble: {
+      // "%f" with "." whatever the locale; inf and nan read as printf writes them.
       char buf[kDoubleTextSize];
-      int n = std::snprintf(buf, sizeof buf, "%f", m_double);
-      if (n < 0) n = 0;
-      if (n >= kDoubleTextSize) n = kDoubleTextSize - 1;
+      const auto res =
+          std::to_chars(buf, buf + sizeof buf, m_double, std::chars_format::fixed, 6);
+      int n = static_cast<int>(res.ptr - buf);
       // Only zeros go, never the point: 2.0 reads "2.". Intended, since texts of variants
       // are compared as they are.
       if (std::char_traits<char>::find(buf, static_cast<std::size_t>(n), '.')) {

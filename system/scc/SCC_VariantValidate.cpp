@@ -2,12 +2,12 @@
 // message a failed range check leaves in the variant.
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
 
 #include "sccvariant.h"
+#include "sys/sysnumtext.h"
 #include "sfmmsgdb.h"
 
 namespace {
@@ -59,9 +59,14 @@ int ReadRange(std::string_view s, RangeFields& r) {
   return 4;
 }
 
+// A bound reads as much of its word as is a number, by the library's rule for doubles
+// (0 when nothing is).
 double ReadBound(std::string_view word) {
-  const std::string text(word);  // strtod needs the terminating NUL
-  return std::strtod(text.c_str(), nullptr);
+  const char* p = word.data();
+  const char* const end = p + word.size();
+  std::size_t skip = 0;
+  while (p + skip < end && IsBlank(p[skip])) ++skip;
+  return sys_detail::ReadDouble(p + skip, word.size() - skip).value;
 }
 
 // Formats the range message without handing the resource text to printf as a format:
@@ -69,6 +74,7 @@ double ReadBound(std::string_view word) {
 // (opening, lower, upper, closing); every other directive is kept as written.
 std::string FormatRangeMessage(const char* format, char open, double lower, double upper,
                                char close) {
+  const sys_detail::CNumericScope numeric(format);  // the bounds are written with "."
   std::string out;
   int arg = 0;
   for (const char* p = format; *p;) {

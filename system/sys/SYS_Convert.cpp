@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "sfmmsgdb.h"
+#include "sys/sysnumtext.h"
 #include "sysunits.h"
 
 namespace {
@@ -57,8 +58,6 @@ locale_t CLocale() {
   return loc;
 }
 
-bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 // Trims trailing decimal zeros (and then a bare ".") of text[0, len); returns the new length.
 int TrimZeros(char* text, int len) {
@@ -114,23 +113,24 @@ double SYS_Convert::Base2User(long v) const { return To32(v) / Factor(); }
 
 int SYS_Convert::Str2Double(const char* text, double* out) {
   if (!text || !out) return 0;
-  const char* p = text;
-  while (IsSpace(*p)) ++p;
-  const char* q = p + (*p == '+' || *p == '-');
-  // Only plain decimal numbers: a length field that accepted "inf", "nan" or "0x1p4"
-  // would hand the caller values no user meant. They read as a runtime without those
-  // forms reads them: the number part (0 at most) followed by trailing text.
-  if (!(IsDigit(*q) || (*q == '.' && IsDigit(q[1]))) || (q[0] == '0' && (q[1] | 0x20) == 'x')) {
-    *out = *p == '-' ? -0.0 : 0.0;
-    return 0;
-  }
+  // The library's one rule for doubles: only plain decimal numbers. A length field that
+  // accepted "inf", "nan" or "0x1p4" would hand the caller values no user meant; they read
+  // as their decimal prefix (0 at most) followed by trailing text.
+  const char* p = sys_detail::SkipBlanks(text);
   // A range error left over from an earlier call must not fail this one; any other
   // errno value is the caller's and stays.
   if (errno == ERANGE) errno = 0;
-  char* end = nullptr;
-  *out = strtod_l(p, &end, CLocale());
-  if (errno == ERANGE) return 0;
-  return *end == '\0';
+  const sys_detail::DoubleText number = sys_detail::ReadDouble(p);
+  if (number.length == 0) {
+    *out = *p == '-' ? -0.0 : 0.0;
+    return 0;
+  }
+  *out = number.value;
+  if (number.outOfRange) {
+    errno = ERANGE;  // as strtod reports it
+    return 0;
+  }
+  return p[number.length] == '\0';
 }
 
 int SYS_Convert::Str2Long(const char* text, long* out) {

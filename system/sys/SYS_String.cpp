@@ -10,6 +10,8 @@
 #include <new>
 #include <utility>
 
+#include "sys/sysnumtext.h"
+
 constinit SYS_String::StaticEmpty SYS_String::s_empty = {{0, 0, 0, 0}, {0}};
 
 namespace {
@@ -331,6 +333,8 @@ void SYS_String::FormatV(const char* fmt, va_list args) {
     Empty();
     return;
   }
+  // Numbers are written with "." whatever LC_NUMERIC says, as everywhere in the library.
+  const sys_detail::CNumericScope numeric(fmt);
   char local[512];
   va_list copy;
   va_copy(copy, args);
@@ -391,6 +395,8 @@ int SYS_String::CompareNoCase(const char* other) const noexcept {
 }
 
 // ---- Appends ------------------------------------------------------------------
+
+SYS_String& SYS_String::operator<<(const SYS_String& text) { return *this += text; }
 
 SYS_String& SYS_String::operator+=(const SYS_String& text) {
   if (IsEmpty()) {

@@ -11,6 +11,7 @@
 #include <string>
 #include <utility>
 
+#include "sys/sysnumtext.h"
 #include "sysstring.h"
 
 namespace {
@@ -107,25 +108,18 @@ std::string ConvertWide(const unsigned short* wide) {
 }
 
 // ---- Numbers --------------------------------------------------------------------
-
-// The C library's conversions, with errno left as the caller had it: no error is
-// reported by design.
-class ErrnoKeeper {
- public:
-  ErrnoKeeper() : m_saved(errno) { errno = 0; }
-  ~ErrnoKeeper() { errno = m_saved; }
-  bool Overflowed() const { return errno == ERANGE; }
-
- private:
-  int m_saved;
-};
+//
+// The C library's rules (leading blanks and a sign, saturation, strtoul's negation) on the
+// library's locale-independent readers. No error is reported by design, not even in errno.
 
 long ParseLong(const char* text, const char** end) {
-  ErrnoKeeper keep;
-  char* stop = nullptr;
-  const long value = std::strtol(text, &stop, 10);
-  *end = stop;
-  return value;
+  const char* p = sys_detail::SkipBlanks(text);
+  const sys_detail::IntegerText number = sys_detail::ReadInteger(p);
+  *end = number.length ? p + number.length : text;
+  const std::uint64_t limit = number.negative ? std::uint64_t{LONG_MAX} + 1 : LONG_MAX;
+  if (number.magnitude >= limit) return number.negative ? LONG_MIN : LONG_MAX;
+  const long magnitude = static_cast<long>(number.magnitude);
+  return number.negative ? -magnitude : magnitude;
 }
 
 // strtol as a C library with a 32-bit long does it: saturated at the int range.
@@ -135,12 +129,13 @@ int ParseInt32(const char* text, const char** end) {
 }
 
 unsigned long ParseULong(const char* text, const char** end, bool* overflow) {
-  ErrnoKeeper keep;
-  char* stop = nullptr;
-  const unsigned long value = std::strtoul(text, &stop, 10);
-  *end = stop;
-  *overflow = keep.Overflowed();
-  return value;
+  const char* p = sys_detail::SkipBlanks(text);
+  const sys_detail::IntegerText number = sys_detail::ReadInteger(p);
+  *end = number.length ? p + number.length : text;
+  *overflow = number.overflow || number.magnitude > ULONG_MAX;
+  if (*overflow) return ULONG_MAX;
+  const unsigned long magnitude = static_cast<unsigned long>(number.magnitude);
+  return number.negative ? 0ul - magnitude : magnitude;  // strtoul negates a "-" number
 }
 
 // strtoul as a C library with a 32-bit unsigned long does it: a magnitude beyond
@@ -149,18 +144,16 @@ unsigned int ParseUInt32(const char* text, const char** end) {
   bool overflow = false;
   const unsigned long value = ParseULong(text, end, &overflow);
   if (overflow) return UINT_MAX;
-  const char* p = text;
-  while (std::isspace(static_cast<unsigned char>(*p))) ++p;
+  const char* p = sys_detail::SkipBlanks(text);
   const unsigned long magnitude = *p == '-' ? 0ul - value : value;
   return magnitude > UINT_MAX ? UINT_MAX : static_cast<unsigned int>(value);
 }
 
 double ParseDouble(const char* text, const char** end) {
-  ErrnoKeeper keep;
-  char* stop = nullptr;
-  const double value = std::strtod(text, &stop);
-  *end = stop;
-  return value;
+  const char* p = sys_detail::SkipBlanks(text);
+  const sys_detail::DoubleText number = sys_detail::ReadDouble(p);
+  *end = number.length ? p + number.length : text;
+  return number.value;
 }
 
 template <typename T>

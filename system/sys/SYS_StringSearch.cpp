@@ -183,14 +183,36 @@ int SYS_String::ReverseFindOneOf(const char* set, int start) const {
   return found;
 }
 
+// The spans read the text as a C string (up to its first NUL) and step whole characters:
+// a multibyte character is in the set only when the set holds that same character.
 SYS_String SYS_String::SpanIncluding(const char* set) const {
   if (!set) return SYS_String();
-  return Left(static_cast<int>(std::strspn(m_pch, set)));
+  const MbMode mode = brixsys_internal::CurrentMbMode();
+  if (mode == MbMode::Single) return Left(static_cast<int>(std::strspn(m_pch, set)));
+  const ByteSet bytes(set, mode);
+  const std::size_t length = std::strlen(m_pch);
+  std::size_t i = 0;
+  while (i < length) {
+    const std::size_t n = MbCharLen(m_pch + i, length - i, mode);
+    if (!InSet(m_pch + i, n, set, bytes, mode)) break;
+    i += n;
+  }
+  return Left(static_cast<int>(i));
 }
 
 SYS_String SYS_String::SpanExcluding(const char* set) const {
   if (!set) return *this;
-  return Left(static_cast<int>(std::strcspn(m_pch, set)));
+  const MbMode mode = brixsys_internal::CurrentMbMode();
+  if (mode == MbMode::Single) return Left(static_cast<int>(std::strcspn(m_pch, set)));
+  const ByteSet bytes(set, mode);
+  const std::size_t length = std::strlen(m_pch);
+  std::size_t i = 0;
+  while (i < length) {
+    const std::size_t n = MbCharLen(m_pch + i, length - i, mode);
+    if (InSet(m_pch + i, n, set, bytes, mode)) break;
+    i += n;
+  }
+  return Left(static_cast<int>(i));
 }
 
 int SYS_String::Replace(const char* old, const char* with) {

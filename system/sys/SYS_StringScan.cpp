@@ -1,12 +1,10 @@
-// SCC_VariantScan.cpp - SimpleScanf, the bounded scanf-like reader behind text variants.
-#include <cerrno>
+// SYS_StringScan.cpp - SimpleScanf, the bounded scanf-like reader behind text variants.
 #include <climits>
 #include <cstdarg>
 #include <cstdint>
-#include <cstdlib>
-#include <string>
 
-#include "sccvariant.h"
+#include "sys/sysnumtext.h"
+#include "sysstring.h"
 
 namespace {
 
@@ -128,23 +126,11 @@ int SimpleScanf(const char* text, const char* format, ...) {
       ++count;
     } else if (conv == 'f' || conv == 'e' || conv == 'g' || conv == 'E' || conv == 'G') {
       while (IsBlank(*t)) ++t;
-      double d;
-      char* end;
-      const int saved = errno;
-      if (width > 0) {
-        // strtod has no width: let it read a copy of at most `width` characters.
-        std::string field;
-        for (const char* p = t; *p && static_cast<int>(field.size()) < width; ++p) field += *p;
-        d = std::strtod(field.c_str(), &end);
-        errno = saved;
-        if (end == field.c_str()) break;
-        t += end - field.c_str();
-      } else {
-        d = std::strtod(t, &end);
-        errno = saved;
-        if (end == t) break;
-        t = end;
-      }
+      const sys_detail::DoubleText number =
+          sys_detail::ReadDouble(t, width > 0 ? static_cast<std::size_t>(width) : SIZE_MAX);
+      if (number.length == 0) break;
+      t += number.length;
+      const double d = number.value;
       if (!store) continue;
       *va_arg(args, double*) = d;
       ++count;
