@@ -91,11 +91,12 @@ int _SCC_DList::LinkBefore(SCC_DListLink* link, SCC_DListLink* before) {
 
 int _SCC_DList::LinkAfter(SCC_DListLink* link, SCC_DListLink* after) {
   if (!link || link == after) return 0;
-  if (!after) return LinkBefore(link, m_sentinel.m_next);
-  const bool anchored = after->m_list == this;
+  const bool anchored = !after || after->m_list == this;
   SSM_CHECK(anchored, kFile, kLineForeignAnchor);
   if (!anchored) return 0;
-  return LinkBefore(link, after->m_next);
+  SCC_DListLink* before = after ? after->m_next : m_sentinel.m_next;
+  if (before == link) return 1;  // already in place
+  return LinkBefore(link, before);
 }
 
 int _SCC_DList::Unlink(SCC_DListLink* link) {
