@@ -154,7 +154,7 @@ void _SCC_HandleSet::GrowForOneMore() {
 
 void _SCC_HandleSet::Reserve(long count) {
   if (count <= 0 || count > INT32_MAX) return;
-  long size = GetTableSize();
+  long size = m_table ? GetTableSize() : SCC_GetNewTableSize(0);
   while (size != 0 && count > Threshold(size)) size = SCC_GetNewTableSize(size);
   SSM_CHECK(size != 0, kFile, kLineFull);
   if (size == 0) return;
