@@ -54,7 +54,8 @@ class BRIX_API NSYNC_Client : public SCC_RefDList {
 /// Merging within a group, by handle: an insertion and a later removal cancel out; a
 /// removal and a later insertion become a replacement (3); replacements of an inserted or
 /// removed object are dropped, repeated ones kept once. A reset (5) or clear (6) drops
-/// everything gathered and everything that follows in the group: listeners reload anyway.
+/// everything gathered and every change that follows in the group but a later reset or
+/// clear, which takes its place: listeners reload anyway.
 ///
 /// At the end of the group the change event gets 5 or 6 alone after a reset, else every
 /// removal (2), then every insertion (1), then every replacement (3), each in ascending

@@ -43,7 +43,7 @@ SCC_DEFAULT_NSyncClient::~SCC_DEFAULT_NSyncClient() {
 }
 
 int SCC_DEFAULT_NSyncClient::OnSynchronize(int code, long handle) {
-  if (m_reset) return 1;  // the listeners reload everything anyway
+  if (m_reset && code != 5 && code != 6) return 1;  // the listeners reload everything anyway
   switch (code) {
     case 1:
       if (handle == 0) return 0;

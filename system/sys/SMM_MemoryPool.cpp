@@ -86,7 +86,8 @@ void SMM_MemoryPool::Sweep() noexcept {
   }
   std::vector<bool> dropped(chunks.size(), false);
   for (std::size_t k = 0; k < chunks.size(); ++k) {
-    const bool newest = chunks[k] == m_chunks;
+    // Only the chunk being carved (the newest, while m_bump is set) may be partly handed out.
+    const bool newest = m_bump && chunks[k] == m_chunks;
     const std::size_t handedOut =
         newest ? static_cast<std::size_t>(m_bump - FirstSlot(chunks[k])) / m_slotSize
                : m_slotsPerChunk;
