@@ -109,7 +109,7 @@ void BM_Erase(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kHandles);
 }
 
-#define HANDLE_BENCHMARKS(Set)                                                   \
+#define HANDLE_BENCHMARKS(Set)                                                       \
   BENCHMARK_TEMPLATE(BM_Insert, Set)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond); \
   BENCHMARK_TEMPLATE(BM_Find, Set)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);   \
   BENCHMARK_TEMPLATE(BM_Erase, Set)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)

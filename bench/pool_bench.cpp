@@ -46,27 +46,31 @@ void Churn(benchmark::State& state, Alloc alloc, Free free) {
 }
 
 void BM_NewDelete(benchmark::State& state) {
-  Churn(state, [] { return static_cast<void*>(new Node); },
-        [](void* p) { delete static_cast<Node*>(p); });
+  Churn(
+      state, [] { return static_cast<void*>(new Node); },
+      [](void* p) { delete static_cast<Node*>(p); });
 }
 BENCHMARK(BM_NewDelete);
 
 void BM_MemoryPool(benchmark::State& state) {
   SMM_MemoryPool pool(sizeof(Node));
-  Churn(state, [&] { return pool.Allocate(); }, [&](void* p) { pool.Free(p); });
+  Churn(
+      state, [&] { return pool.Allocate(); }, [&](void* p) { pool.Free(p); });
 }
 BENCHMARK(BM_MemoryPool);
 
 void BM_PooledObject(benchmark::State& state) {
-  Churn(state, [] { return static_cast<void*>(new PooledNode); },
-        [](void* p) { delete static_cast<PooledNode*>(p); });
+  Churn(
+      state, [] { return static_cast<void*>(new PooledNode); },
+      [](void* p) { delete static_cast<PooledNode*>(p); });
 }
 BENCHMARK(BM_PooledObject);
 
 void BM_PmrUnsynchronizedPool(benchmark::State& state) {
   std::pmr::unsynchronized_pool_resource pool;
-  Churn(state, [&] { return pool.allocate(sizeof(Node), alignof(Node)); },
-        [&](void* p) { pool.deallocate(p, sizeof(Node), alignof(Node)); });
+  Churn(
+      state, [&] { return pool.allocate(sizeof(Node), alignof(Node)); },
+      [&](void* p) { pool.deallocate(p, sizeof(Node), alignof(Node)); });
 }
 BENCHMARK(BM_PmrUnsynchronizedPool);
 
@@ -81,27 +85,31 @@ void Pair(benchmark::State& state, Alloc alloc, Free free) {
 }
 
 void BM_NewDeletePair(benchmark::State& state) {
-  Pair(state, [] { return static_cast<void*>(new Node); },
-       [](void* p) { delete static_cast<Node*>(p); });
+  Pair(
+      state, [] { return static_cast<void*>(new Node); },
+      [](void* p) { delete static_cast<Node*>(p); });
 }
 BENCHMARK(BM_NewDeletePair);
 
 void BM_MemoryPoolPair(benchmark::State& state) {
   SMM_MemoryPool pool(sizeof(Node));
-  Pair(state, [&] { return pool.Allocate(); }, [&](void* p) { pool.Free(p); });
+  Pair(
+      state, [&] { return pool.Allocate(); }, [&](void* p) { pool.Free(p); });
 }
 BENCHMARK(BM_MemoryPoolPair);
 
 void BM_PooledObjectPair(benchmark::State& state) {
-  Pair(state, [] { return static_cast<void*>(new PooledNode); },
-       [](void* p) { delete static_cast<PooledNode*>(p); });
+  Pair(
+      state, [] { return static_cast<void*>(new PooledNode); },
+      [](void* p) { delete static_cast<PooledNode*>(p); });
 }
 BENCHMARK(BM_PooledObjectPair);
 
 void BM_PmrUnsynchronizedPoolPair(benchmark::State& state) {
   std::pmr::unsynchronized_pool_resource pool;
-  Pair(state, [&] { return pool.allocate(sizeof(Node), alignof(Node)); },
-       [&](void* p) { pool.deallocate(p, sizeof(Node), alignof(Node)); });
+  Pair(
+      state, [&] { return pool.allocate(sizeof(Node), alignof(Node)); },
+      [&](void* p) { pool.deallocate(p, sizeof(Node), alignof(Node)); });
 }
 BENCHMARK(BM_PmrUnsynchronizedPoolPair);
 

@@ -60,18 +60,32 @@ TEST(DListTest, OperationsKeepLinksCountAndNotices) {
       {"append", [](LoggedList& l, Item* i) { l.AddTail(&i[3]); }, {1, 2, 3, 4}, {"1:4"}},
       {"add head", [](LoggedList& l, Item* i) { l.AddHead(&i[3]); }, {4, 1, 2, 3}, {"1:4"}},
       {"insert before head",
-       [](LoggedList& l, Item* i) { l.InsertBefore(&i[0], &i[3]); }, {4, 1, 2, 3}, {"1:4"}},
+       [](LoggedList& l, Item* i) { l.InsertBefore(&i[0], &i[3]); },
+       {4, 1, 2, 3},
+       {"1:4"}},
       {"insert before null appends",
-       [](LoggedList& l, Item* i) { l.InsertBefore(nullptr, &i[3]); }, {1, 2, 3, 4}, {"1:4"}},
+       [](LoggedList& l, Item* i) { l.InsertBefore(nullptr, &i[3]); },
+       {1, 2, 3, 4},
+       {"1:4"}},
       {"insert after tail",
-       [](LoggedList& l, Item* i) { l.InsertAfter(&i[2], &i[3]); }, {1, 2, 3, 4}, {"1:4"}},
+       [](LoggedList& l, Item* i) { l.InsertAfter(&i[2], &i[3]); },
+       {1, 2, 3, 4},
+       {"1:4"}},
       {"insert after inner keeps the rest",
-       [](LoggedList& l, Item* i) { l.InsertAfter(&i[0], &i[3]); }, {1, 4, 2, 3}, {"1:4"}},
+       [](LoggedList& l, Item* i) { l.InsertAfter(&i[0], &i[3]); },
+       {1, 4, 2, 3},
+       {"1:4"}},
       {"insert after null is at the head",
-       [](LoggedList& l, Item* i) { l.InsertAfter(nullptr, &i[3]); }, {4, 1, 2, 3}, {"1:4"}},
-      {"move a member", [](LoggedList& l, Item* i) { l.InsertAfter(&i[2], &i[0]); }, {2, 3, 1},
+       [](LoggedList& l, Item* i) { l.InsertAfter(nullptr, &i[3]); },
+       {4, 1, 2, 3},
+       {"1:4"}},
+      {"move a member",
+       [](LoggedList& l, Item* i) { l.InsertAfter(&i[2], &i[0]); },
+       {2, 3, 1},
        {"2:1", "1:1"}},
-      {"remove inner", [](LoggedList& l, Item* i) { EXPECT_EQ(l.Remove(&i[1]), &i[1]); }, {1, 3},
+      {"remove inner",
+       [](LoggedList& l, Item* i) { EXPECT_EQ(l.Remove(&i[1]), &i[1]); },
+       {1, 3},
        {"2:2"}},
       {"remove head and tail",
        [](LoggedList& l, Item* i) {
@@ -81,9 +95,10 @@ TEST(DListTest, OperationsKeepLinksCountAndNotices) {
        {2},
        {"2:1", "2:3"}},
       {"remove an unlinked node finds nothing",
-       [](LoggedList& l, Item* i) { EXPECT_EQ(l.Remove(&i[4]), nullptr); }, {1, 2, 3}, {}},
-      {"node leaves by itself", [](LoggedList& l, Item* i) { i[2].RemoveNode(); }, {1, 2},
-       {"2:3"}},
+       [](LoggedList& l, Item* i) { EXPECT_EQ(l.Remove(&i[4]), nullptr); },
+       {1, 2, 3},
+       {}},
+      {"node leaves by itself", [](LoggedList& l, Item* i) { i[2].RemoveNode(); }, {1, 2}, {"2:3"}},
       {"remove all", [](LoggedList& l, Item* i) { l.RemoveAll(); }, {}, {"6"}},
       {"null and self are ignored",
        [](LoggedList& l, Item* i) {
@@ -111,8 +126,8 @@ TEST(DListTest, OperationsKeepLinksCountAndNotices) {
 TEST(DListTest, RegisteredIteratorsSurviveRemoval) {
   struct Case {
     const char* what;
-    int at;                  // value being visited when acting
-    std::vector<int> gone;   // values removed then
+    int at;                 // value being visited when acting
+    std::vector<int> gone;  // values removed then
     std::vector<int> visited;
   } cases[] = {
       {"current", 2, {2}, {1, 2, 3, 4}},
@@ -334,9 +349,7 @@ TEST(RefDListTest, PointersFollowReset) {
   p.Reset();
   EXPECT_EQ(p.Get(), nullptr);
   EXPECT_EQ(q.Get(), &second);
-  {
-    SCC_RefPointer<SCC_RefDList> scoped(&first);
-  }
+  { SCC_RefPointer<SCC_RefDList> scoped(&first); }
   EXPECT_TRUE(first.IsEmpty());  // a dying pointer leaves its list
   // A reference node in a plain list is not a reference to that list.
   SCC_DList<SCC_RefDListNode> plain;

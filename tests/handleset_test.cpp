@@ -32,9 +32,8 @@ std::vector<long> Handles(const _SCC_HandleSet& set) {
 
 TEST(HandleSetTest, TableSizesFollowTheSizeTableAtFourFifths) {
   // Size after adding the n-th handle: 0.8 of 3, 5, 11, 23, 47 truncated is 2, 4, 8, 18, 37.
-  const std::map<long, long> sizeAfter = {{1, 3}, {2, 3},   {3, 5},   {4, 5},   {5, 11},
-                                          {8, 11}, {9, 23}, {18, 23}, {19, 47}, {37, 47},
-                                          {38, 97}};
+  const std::map<long, long> sizeAfter = {{1, 3},  {2, 3},   {3, 5},   {4, 5},   {5, 11}, {8, 11},
+                                          {9, 23}, {18, 23}, {19, 47}, {37, 47}, {38, 97}};
   SCC_HandleSet set;
   EXPECT_EQ(set.GetTableSize(), 0);
   for (long n = 1; n <= 38; ++n) {

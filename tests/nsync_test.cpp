@@ -33,11 +33,13 @@ TEST(NSyncTest, AGroupsChangesAreMergedAndRaisedInOrder) {
     Notices reports;  // (code, handle) reported inside one group
     Notices raised;
   } cases[] = {
-      {"plain kinds in fixed order", {{3, 9}, {1, 7}, {2, 4}, {1, 5}},
+      {"plain kinds in fixed order",
+       {{3, 9}, {1, 7}, {2, 4}, {1, 5}},
        {{2, 4}, {1, 5}, {1, 7}, {3, 9}}},
       {"insert then remove cancel", {{1, 7}, {2, 7}}, {}},
       {"remove then insert is a replacement", {{2, 7}, {1, 7}}, {{3, 7}}},
-      {"replacements of new or gone objects drop", {{1, 7}, {3, 7}, {2, 8}, {3, 8}},
+      {"replacements of new or gone objects drop",
+       {{1, 7}, {3, 7}, {2, 8}, {3, 8}},
        {{2, 8}, {1, 7}}},
       {"repeated replacement once", {{3, 7}, {3, 7}}, {{3, 7}}},
       {"replace then remove is a removal", {{3, 7}, {2, 7}}, {{2, 7}}},
@@ -65,8 +67,7 @@ TEST(NSyncTest, AGroupsChangesAreMergedAndRaisedInOrder) {
 TEST(NSyncTest, GroupsNestAndListenersMayReportAgain) {
   SCC_DEFAULT_NSyncClient client;
   Listener listener;
-  SCC_ObjectEventHook<Listener, int> hook(&listener, &Listener::Process,
-                                          &client.GetChangeEvent());
+  SCC_ObjectEventHook<Listener, int> hook(&listener, &Listener::Process, &client.GetChangeEvent());
   // Outside a group each report is raised at once.
   EXPECT_EQ(client.Synchronize(1, 3), 1);
   EXPECT_EQ(client.Synchronize(42, 3), 0);

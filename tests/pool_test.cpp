@@ -41,9 +41,9 @@ TEST(PoolTest, SlotsAreSizedAlignedAndReused) {
   struct Case {
     std::size_t objectSize, alignment, slotSize, slotAlignment;
   } cases[] = {
-      {1, 8, 8, 8},       {8, 8, 8, 8},       {9, 8, 16, 8},  {24, 16, 32, 16},
-      {24, 8, 24, 8},     {33, 64, 64, 64},
-      {40, 3, 48, 16},  // not a power of two: the default alignment
+      {1, 8, 8, 8},   {8, 8, 8, 8},     {9, 8, 16, 8},   {24, 16, 32, 16},
+      {24, 8, 24, 8}, {33, 64, 64, 64}, {40, 3, 48, 16},  // not a power of two: the default
+                                                          // alignment
   };
   for (const Case& c : cases) {
     SMM_MemoryPool pool(c.objectSize, c.alignment, 4);
@@ -161,12 +161,11 @@ TEST(PoolTest, PooledObjectsUsePerSizeAndPerThreadPools) {
   EXPECT_EQ(smallPool->GetUsedCount(), smallBefore);
   EXPECT_EQ(derivedPool->GetUsedCount(), derivedBefore);
 
-  auto* big = new Big;  // too big for a pool
+  auto* big = new Big;    // too big for a pool
   auto* wide = new Wide;  // over-aligned: from the global heap, aligned
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(wide) % 64, 0u);
   delete big;
   delete wide;
-
 }
 
 TEST(PoolTest, ObjectsMayDieInAnotherThread) {

@@ -99,9 +99,9 @@ class BRIX_API _SCC_HandleSet {
  private:
   struct Table {
     std::int32_t refCount;
-    std::int32_t size;     // slots
-    std::int32_t used;     // slots holding a handle
-    std::int32_t removed;  // slots marked -1
+    std::int32_t size;      // slots
+    std::int32_t used;      // slots holding a handle
+    std::int32_t removed;   // slots marked -1
     std::int32_t minusOne;  // occurrences of the handle -1
     std::int32_t total;     // occurrences of every handle
     std::uint64_t magic;    // for the modulo by `size`

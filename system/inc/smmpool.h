@@ -27,8 +27,7 @@ class BRIX_API SMM_MemoryPool {
   /// A pool of slots that hold `objectSize` bytes aligned to `alignment` (a power of two;
   /// the size is rounded up to it, and to at least a pointer). `slotsPerChunk` 0 chooses
   /// chunks of about 16 KiB (at least 8 slots).
-  explicit SMM_MemoryPool(std::size_t objectSize,
-                          std::size_t alignment = alignof(std::max_align_t),
+  explicit SMM_MemoryPool(std::size_t objectSize, std::size_t alignment = alignof(std::max_align_t),
                           std::size_t slotsPerChunk = 0);
   SMM_MemoryPool(const SMM_MemoryPool&) = delete;
   SMM_MemoryPool& operator=(const SMM_MemoryPool&) = delete;
@@ -61,11 +60,11 @@ class BRIX_API SMM_MemoryPool {
   std::size_t m_slotSize;
   std::size_t m_alignment;
   std::size_t m_slotsPerChunk;
-  std::size_t m_headerSize;  // the chunk header rounded up to the alignment
+  std::size_t m_headerSize;   // the chunk header rounded up to the alignment
   Chunk* m_chunks = nullptr;  // newest first
   std::size_t m_chunkCount = 0;
-  void* m_free = nullptr;     // freed slots, most recent first (link in the slot)
-  char* m_bump = nullptr;     // next untouched slot of the newest chunk
+  void* m_free = nullptr;  // freed slots, most recent first (link in the slot)
+  char* m_bump = nullptr;  // next untouched slot of the newest chunk
   char* m_bumpEnd = nullptr;
   std::int64_t m_used = 0;
 };

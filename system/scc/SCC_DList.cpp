@@ -16,9 +16,7 @@ constexpr int kLineClosing = 103;        // adding to a list that is being taken
 
 void SCC_DListLink::Leave() noexcept { m_list->Detach(this); }
 
-_SCC_DList::_SCC_DList() noexcept {
-  m_sentinel.m_prev = m_sentinel.m_next = &m_sentinel;
-}
+_SCC_DList::_SCC_DList() noexcept { m_sentinel.m_prev = m_sentinel.m_next = &m_sentinel; }
 
 _SCC_DList::~_SCC_DList() {
   m_closing = true;
@@ -117,9 +115,7 @@ void _SCC_DList::UnlinkAll() {
 
 // ---------------------------------------------------------------------------------------
 
-_SCC_DListIterator::_SCC_DListIterator(const _SCC_DListIterator& other) noexcept {
-  *this = other;
-}
+_SCC_DListIterator::_SCC_DListIterator(const _SCC_DListIterator& other) noexcept { *this = other; }
 
 _SCC_DListIterator& _SCC_DListIterator::operator=(const _SCC_DListIterator& other) noexcept {
   if (this == &other) return *this;

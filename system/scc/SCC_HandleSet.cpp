@@ -26,9 +26,7 @@ bool FitsIn32(long handle) { return handle >= INT32_MIN && handle <= INT32_MAX; 
 long Threshold(long size) { return static_cast<long>(static_cast<std::int64_t>(size) * 8 / 10); }
 
 // Multiplicative mixing spreads runs of consecutive handles and strides alike.
-std::uint32_t Mix(std::int32_t handle) {
-  return static_cast<std::uint32_t>(handle) * 0x9E3779B1u;
-}
+std::uint32_t Mix(std::int32_t handle) { return static_cast<std::uint32_t>(handle) * 0x9E3779B1u; }
 
 }  // namespace
 

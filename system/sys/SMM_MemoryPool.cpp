@@ -38,8 +38,8 @@ SMM_MemoryPool::SMM_MemoryPool(std::size_t objectSize, std::size_t alignment,
   m_alignment = alignment;
   m_slotSize = RoundUp(std::max(objectSize, sizeof(void*)), alignment);
   m_headerSize = RoundUp(sizeof(Chunk), alignment);
-  m_slotsPerChunk = slotsPerChunk ? slotsPerChunk
-                                  : std::max(kMinSlotsPerChunk, kChunkBytes / m_slotSize);
+  m_slotsPerChunk =
+      slotsPerChunk ? slotsPerChunk : std::max(kMinSlotsPerChunk, kChunkBytes / m_slotSize);
 }
 
 SMM_MemoryPool::~SMM_MemoryPool() {
