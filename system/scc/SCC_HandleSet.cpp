@@ -177,7 +177,7 @@ int _SCC_HandleSet::AddHandle(long handle) {
   if (h == -1) {
     if (!m_table) Rebuild(SCC_GetNewTableSize(0));
     ++m_table->minusOne;
-  } else if (present) {
+  } else if (present && m_table) {  // present implies a table; said for the analyzer
     ++m_table->Counts()[FindSlot(h)];
   } else {
     GrowForOneMore();
@@ -283,7 +283,11 @@ _SCC_HandleSet::ConstIterator& _SCC_HandleSet::ConstIterator::operator++() noexc
 
 void _SCC_HandleSet::ConstIterator::SkipFree() noexcept {
   const Table* t = m_set->m_table;
-  const long size = t ? t->size : 0;
+  if (!t) {
+    m_index = 0;  // end() of a set without a table
+    return;
+  }
+  const long size = t->size;
   while (m_index < size && (t->Slots()[m_index] == kEmpty || t->Slots()[m_index] == kRemoved))
     ++m_index;
 }
