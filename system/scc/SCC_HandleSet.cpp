@@ -198,18 +198,29 @@ int _SCC_HandleSet::AddHandle(long handle) {
 }
 
 long _SCC_HandleSet::RemoveHandle(long handle, long n) {
+  if (!m_table || !FitsIn32(handle) || handle == 0) return 0;
   long removed = 0;
-  while (removed < n && CountOf(handle) > 0) {
-    Notify(2, handle);
-    // A hook may have removed it, or dropped the whole table, while it ran.
-    if (CountOf(handle) == 0) break;
-    MakeWritable();
+  // Without listeners the slot is found once; a hook may change the table, so with
+  // listeners it is looked up again after each notice.
+  long slot = handle == -1 ? -1 : FindSlot(static_cast<std::int32_t>(handle));
+  while (removed < n) {
+    if (m_notifier) {
+      if (CountOf(handle) == 0) break;
+      Notify(2, handle);
+      // A hook may have removed it, or dropped the whole table, while it ran.
+      if (CountOf(handle) == 0) break;
+      if (handle != -1) slot = FindSlot(static_cast<std::int32_t>(handle));
+    } else if (handle == -1 ? m_table->minusOne == 0 : slot < 0) {
+      break;
+    }
+    MakeWritable();  // the copy keeps the slot numbers
     Table* t = m_table;
     if (handle == -1) {
       --t->minusOne;
     } else {
-      const long i = FindSlot(static_cast<std::int32_t>(handle));
+      const long i = slot;
       if (!m_multi || --t->Counts()[i] == 0) {
+        slot = -1;  // gone
         t->Slots()[i] = kRemoved;
         if (m_multi) t->Counts()[i] = 0;
         --t->used;
