@@ -178,35 +178,48 @@ namespace {
 constexpr std::size_t kSizeStep = 16;
 constexpr std::size_t kClasses = SMM_PooledObject::kMaxPooledSize / kSizeStep;
 
-// The pools of one thread, made on first use and taken down when the thread ends.
+// The pools of one thread. Trivially destructible, so that reaching it costs no
+// initialisation check; the reaper below takes the pools down when the thread ends.
 struct ThreadPools {
-  SMM_MemoryPool* pools[kClasses] = {};
-  ~ThreadPools();
+  SMM_MemoryPool* pools[kClasses];
+  bool gone;  // the pools were taken down: later objects come from the global heap
 };
-
-thread_local bool t_poolsGone = false;  // trivially destructible: readable to the very end
 thread_local ThreadPools t_pools;
 
-ThreadPools::~ThreadPools() {
-  t_poolsGone = true;
-  for (SMM_MemoryPool*& pool : pools) {
-    delete pool;
-    pool = nullptr;
+struct ThreadPoolReaper {
+  ~ThreadPoolReaper() {
+    t_pools.gone = true;
+    for (SMM_MemoryPool*& pool : t_pools.pools) {
+      delete pool;
+      pool = nullptr;
+    }
   }
+};
+// Touched when a thread makes its first pool, which registers its destructor.
+thread_local ThreadPoolReaper t_reaper;
+
+SMM_MemoryPool* MakePool(std::size_t k) {
+  (void)&t_reaper;  // odr-use: constructs the reaper of this thread
+  SMM_MemoryPool* pool = new SMM_MemoryPool((k + 1) * kSizeStep);
+  t_pools.pools[k] = pool;
+  return pool;
+}
+
+inline SMM_MemoryPool* PoolFor(std::size_t size) {
+  if (size > SMM_PooledObject::kMaxPooledSize) return nullptr;
+  ThreadPools& tp = t_pools;
+  if (tp.gone) return nullptr;
+  const std::size_t k = size == 0 ? 0 : (size - 1) / kSizeStep;
+  SMM_MemoryPool* pool = tp.pools[k];
+  return pool ? pool : MakePool(k);
 }
 
 }  // namespace
 
-SMM_MemoryPool* SMM_PooledObject::GetPool(std::size_t size) {
-  if (size > kMaxPooledSize || t_poolsGone) return nullptr;
-  const std::size_t k = size == 0 ? 0 : (size - 1) / kSizeStep;
-  SMM_MemoryPool*& pool = t_pools.pools[k];
-  if (!pool) pool = new SMM_MemoryPool((k + 1) * kSizeStep);
-  return pool;
-}
+SMM_MemoryPool* SMM_PooledObject::GetPool(std::size_t size) { return PoolFor(size); }
 
 void* SMM_PooledObject::operator new(std::size_t size) {
-  if (SMM_MemoryPool* pool = GetPool(size)) return pool->Allocate();
+  if (SMM_MemoryPool* pool = PoolFor(size)) return pool->Allocate();
   return ::operator new(size);
 }
 
@@ -217,8 +230,7 @@ void SMM_PooledObject::operator delete(void* p, std::size_t size) noexcept {
     return;
   }
   // Once the thread's pools are gone the slot cannot be told from a heap block: it stays.
-  if (t_poolsGone) return;
-  if (SMM_MemoryPool* pool = GetPool(size)) pool->Free(p);
+  if (SMM_MemoryPool* pool = PoolFor(size)) pool->Free(p);
 }
 
 void* SMM_PooledObject::operator new(std::size_t size, std::align_val_t alignment) {
