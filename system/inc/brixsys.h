@@ -10,12 +10,14 @@
 #include "sccshared.h"
 #include "scciterator.h"
 #include "sccarray.h"
+#include "smmpool.h"
 
 // Containers.
 #include "sccslist.h"
 #include "sccdlist.h"
 #include "scchash.h"
 #include "sccstack.h"
+#include "scchandleset.h"
 
 // Events, values, properties.
 #include "sccevent.h"
@@ -40,6 +42,9 @@
 #include "sfmmsgdb.h"
 #include "sfmproject.h"
 #include "sfmlocale.h"
+
+// Synchronisation client.
+#include "nsync.h"
 
 // Drawing.
 #include "daregion.h"

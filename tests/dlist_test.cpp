@@ -1,0 +1,361 @@
+// dlist_test.cpp - SCC_DList, SCC_SafeDList and SCC_RefDList: links, notices, registered
+// iterators under removal, and the end of lists and nodes.
+#include "sccdlist.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "ssm.h"
+
+namespace {
+
+struct Item : SCC_DListNode<Item> {
+  explicit Item(int v) : value(v) {}
+  int value;
+};
+
+// A list that records its notices as "1:v", "2:v", "6".
+struct LoggedList : SCC_DList<Item> {
+  std::vector<std::string> log;
+  std::function<void(int, Item*)> hook;
+  void Notify(int code, Item* node) override {
+    log.push_back(std::to_string(code) + (node ? ":" + std::to_string(node->value) : ""));
+    if (hook) hook(code, node);
+  }
+};
+
+std::vector<int> Forward(const SCC_DList<Item>& list) {
+  std::vector<int> v;
+  for (Item* i = list.GetHead(); i; i = i->GetNextNode()) v.push_back(i->value);
+  return v;
+}
+std::vector<int> Backward(const SCC_DList<Item>& list) {
+  std::vector<int> v;
+  for (Item* i = list.GetTail(); i; i = i->GetPrevNode()) v.insert(v.begin(), i->value);
+  return v;
+}
+
+// The line of the failed check that `op` reports in system/scc/SCC_DList, or 0.
+int FailedLine(const std::function<void()>& op) {
+  SSM manager;
+  try {
+    op();
+  } catch (SSM::AssertData* d) {
+    EXPECT_EQ(d->fileName, SYS_String("system/scc/SCC_DList"));
+    return d->line;
+  }
+  return 0;
+}
+
+TEST(DListTest, OperationsKeepLinksCountAndNotices) {
+  struct Case {
+    const char* what;
+    std::function<void(LoggedList&, Item*)> op;  // items 1..5; 1, 2, 3 are in the list
+    std::vector<int> order;
+    std::vector<std::string> notices;
+  } cases[] = {
+      {"append", [](LoggedList& l, Item* i) { l.AddTail(&i[3]); }, {1, 2, 3, 4}, {"1:4"}},
+      {"add head", [](LoggedList& l, Item* i) { l.AddHead(&i[3]); }, {4, 1, 2, 3}, {"1:4"}},
+      {"insert before head",
+       [](LoggedList& l, Item* i) { l.InsertBefore(&i[0], &i[3]); },
+       {4, 1, 2, 3},
+       {"1:4"}},
+      {"insert before null appends",
+       [](LoggedList& l, Item* i) { l.InsertBefore(nullptr, &i[3]); },
+       {1, 2, 3, 4},
+       {"1:4"}},
+      {"insert after tail",
+       [](LoggedList& l, Item* i) { l.InsertAfter(&i[2], &i[3]); },
+       {1, 2, 3, 4},
+       {"1:4"}},
+      {"insert after inner keeps the rest",
+       [](LoggedList& l, Item* i) { l.InsertAfter(&i[0], &i[3]); },
+       {1, 4, 2, 3},
+       {"1:4"}},
+      {"insert after null is at the head",
+       [](LoggedList& l, Item* i) { l.InsertAfter(nullptr, &i[3]); },
+       {4, 1, 2, 3},
+       {"1:4"}},
+      {"move a member",
+       [](LoggedList& l, Item* i) { l.InsertAfter(&i[2], &i[0]); },
+       {2, 3, 1},
+       {"2:1", "1:1"}},
+      {"remove inner",
+       [](LoggedList& l, Item* i) { EXPECT_EQ(l.Remove(&i[1]), &i[1]); },
+       {1, 3},
+       {"2:2"}},
+      {"remove head and tail",
+       [](LoggedList& l, Item* i) {
+         EXPECT_EQ(l.RemoveHead(), &i[0]);
+         EXPECT_EQ(l.RemoveTail(), &i[2]);
+       },
+       {2},
+       {"2:1", "2:3"}},
+      {"remove an unlinked node finds nothing",
+       [](LoggedList& l, Item* i) { EXPECT_EQ(l.Remove(&i[4]), nullptr); },
+       {1, 2, 3},
+       {}},
+      {"node leaves by itself", [](LoggedList& l, Item* i) { i[2].RemoveNode(); }, {1, 2}, {"2:3"}},
+      {"remove all", [](LoggedList& l, Item* i) { l.RemoveAll(); }, {}, {"6"}},
+      {"null and self are ignored",
+       [](LoggedList& l, Item* i) {
+         EXPECT_EQ(l.AddTail(nullptr), nullptr);
+         EXPECT_EQ(l.InsertBefore(&i[1], &i[1]), nullptr);
+       },
+       {1, 2, 3},
+       {}},
+  };
+  for (const Case& c : cases) {
+    Item items[] = {Item(1), Item(2), Item(3), Item(4), Item(5)};
+    LoggedList list;
+    for (int k = 0; k < 3; ++k) list.AddTail(&items[k]);
+    list.log.clear();
+    c.op(list, items);
+    EXPECT_EQ(Forward(list), c.order) << c.what;
+    EXPECT_EQ(Backward(list), c.order) << c.what;
+    EXPECT_EQ(list.GetCount(), static_cast<long>(c.order.size())) << c.what;
+    EXPECT_EQ(list.log, c.notices) << c.what;
+    EXPECT_TRUE(list.IsValid()) << c.what;
+    for (Item& i : items) EXPECT_EQ(list.Contains(&i), i.GetList() == &list) << c.what;
+  }
+}
+
+TEST(DListTest, RegisteredIteratorsSurviveRemoval) {
+  struct Case {
+    const char* what;
+    int at;                 // value being visited when acting
+    std::vector<int> gone;  // values removed then
+    std::vector<int> visited;
+  } cases[] = {
+      {"current", 2, {2}, {1, 2, 3, 4}},
+      {"current and next", 2, {2, 3}, {1, 2, 4}},
+      {"next", 2, {3}, {1, 2, 4}},
+      {"previous", 3, {2}, {1, 2, 3, 4}},
+      {"current tail", 4, {4}, {1, 2, 3, 4}},
+      {"everything after the head", 1, {1, 2, 3, 4}, {1}},
+  };
+  for (const Case& c : cases) {
+    SCC_DList<Item> list;
+    Item items[] = {Item(1), Item(2), Item(3), Item(4)};
+    for (Item& i : items) list.AddTail(&i);
+    std::vector<int> visited;
+    SCC_DListIterator<Item> it(list);
+    SCC_DListIterator<Item> nested(list);  // stands on the same node all along
+    while (Item* item = it.GetNext()) {
+      EXPECT_EQ(nested.GetNext(), item) << c.what;
+      visited.push_back(item->value);
+      if (item->value == c.at)
+        for (int v : c.gone) list.Remove(&items[v - 1]);
+    }
+    EXPECT_EQ(visited, c.visited) << c.what;
+    EXPECT_EQ(nested.GetNext(), nullptr) << c.what;
+    EXPECT_TRUE(list.IsValid()) << c.what;
+  }
+
+  // Stepping back after the focus was removed lands on the node before it.
+  SCC_DList<Item> list;
+  Item a(1), b(2), c(3);
+  for (Item* i : {&a, &b, &c}) list.AddTail(i);
+  SCC_DListIterator<Item> it;
+  EXPECT_EQ(it.GetNext(), nullptr);  // watches nothing yet
+  EXPECT_EQ(it.GetFirst(list), &a);
+  EXPECT_EQ(it.GetNext(), &b);
+  list.Remove(&b);
+  EXPECT_EQ(it.GetFocus(), &c);
+  EXPECT_EQ(it.GetPrev(), &a);
+  EXPECT_EQ(it.SetFocus(&c), &c);
+  list.Remove(&c);  // the tail: the focus falls off the end
+  EXPECT_FALSE(it.IsValid());
+  EXPECT_EQ(it.GetPrev(), &a);
+  SCC_DListIterator<Item> copy(it);  // registered too
+  list.Remove(&a);
+  EXPECT_EQ(copy.GetFocus(), nullptr);
+  EXPECT_EQ(it.SetFocus(&b), nullptr);  // not in the list
+  // A node moved to another list takes no iterator with it.
+  SCC_DList<Item> other;
+  list.AddTail(&a);
+  list.AddTail(&b);
+  EXPECT_EQ(it.GetFirst(), &a);
+  other.AddTail(&a);
+  EXPECT_EQ(it.GetNext(), &b);
+  EXPECT_EQ(it.GetList(), &list);
+}
+
+TEST(DListTest, ListsAndNodesMayDieFirst) {
+  Item kept(1);
+  auto* it = new SCC_DListIterator<Item>;
+  {
+    SCC_DList<Item> list;
+    list.AddTail(&kept);
+    {
+      Item dying(2);
+      list.AddTail(&dying);
+      EXPECT_EQ(it->SetFocus(&kept), nullptr);  // watches no list yet
+      SCC_DListIterator<Item> alsoOnDying(list);
+      EXPECT_EQ(alsoOnDying.GetLast(), &dying);
+      it->Restart(list);
+      EXPECT_EQ(it->GetNext(), &kept);
+      EXPECT_EQ(it->GetNext(), &dying);
+    }  // the node unlinks itself; the iterator standing on it moves past the end
+    EXPECT_EQ(list.GetCount(), 1);
+    EXPECT_TRUE(list.IsValid());
+    EXPECT_FALSE(it->IsValid());
+    EXPECT_EQ(it->GetNext(), nullptr);
+    EXPECT_EQ(it->GetFirst(), &kept);
+  }  // the list dies under a registered iterator
+  EXPECT_TRUE(it->IsEmpty());
+  EXPECT_FALSE(it->IsValid());
+  EXPECT_EQ(it->GetNext(), nullptr);
+  EXPECT_EQ(it->GetList(), nullptr);
+  delete it;  // unregistering from the dead list must not touch it
+  EXPECT_FALSE(kept.IsNode());
+
+  // RemoveAllDelete destroys the nodes; copies of nodes start unlinked.
+  SCC_DList<Item> owned;
+  for (int v = 0; v < 3; ++v) owned.AddTail(new Item(v));
+  Item copy(*owned.GetHead());
+  EXPECT_FALSE(copy.IsNode());
+  owned.RemoveAllDelete();
+  EXPECT_TRUE(owned.IsEmpty());
+}
+
+TEST(DListTest, HooksMayChangeTheListDuringNotices) {
+  Item items[] = {Item(1), Item(2), Item(3), Item(4)};
+  LoggedList list;
+  for (Item& i : items) list.AddTail(&i);
+  list.log.clear();
+  bool removedByHook = false;
+  // Removing 2 makes the hook remove 3 as well, and 1 too from inside that notice.
+  list.hook = [&](int code, Item* node) {
+    if (code == 2 && node == &items[1]) list.Remove(&items[2]);
+    if (code == 2 && node == &items[2]) list.Remove(&items[0]);
+    if (code == 2 && node == &items[3] && !removedByHook) {
+      removedByHook = true;
+      list.Remove(&items[3]);  // the node of this very notice
+    }
+  };
+  SCC_DListIterator<Item> it(list);
+  EXPECT_EQ(it.GetNext(), &items[0]);
+  EXPECT_EQ(list.Remove(&items[1]), &items[1]);
+  EXPECT_EQ(Forward(list), (std::vector<int>{4}));
+  EXPECT_EQ(it.GetNext(), &items[3]);
+  EXPECT_EQ(list.Remove(&items[3]), nullptr);  // the hook took it out first
+  EXPECT_TRUE(list.IsEmpty());
+  EXPECT_TRUE(list.IsValid());
+  EXPECT_EQ(list.log, (std::vector<std::string>{"2:2", "2:3", "2:1", "2:4", "2:4"}));
+}
+
+TEST(DListTest, MisplacedNodesAreFailedChecks) {
+  SCC_DList<Item> list, other;
+  Item a(1), b(2), x(9);
+  list.AddTail(&a);
+  other.AddTail(&b);
+  EXPECT_EQ(FailedLine([&] { list.InsertBefore(&b, &x); }), 101);
+  EXPECT_EQ(FailedLine([&] { list.InsertAfter(&b, &x); }), 101);
+  EXPECT_EQ(FailedLine([&] { list.Remove(&b); }), 102);
+  EXPECT_FALSE(x.IsNode());
+  EXPECT_EQ(b.GetList(), &other);
+  // Without a manager the check lets the caller go on, and nothing changes.
+  EXPECT_EQ(list.InsertBefore(&b, &x), nullptr);
+  EXPECT_EQ(list.Remove(&b), nullptr);
+  EXPECT_EQ(list.GetCount(), 1);
+  EXPECT_EQ(other.GetCount(), 1);
+}
+
+// The file manager's list: a walk outlives nothing it must not.
+struct File : SCC_SafeDListNode<File> {
+  explicit File(int v) : value(v) {}
+  int value;
+};
+
+TEST(DListTest, SafeListWalkEndsWhenTheListDies) {
+  File a(1), b(2);
+  auto* list = new SCC_SafeDList<File>;
+  list->AddTail(&a);
+  list->AddTail(&b);
+  SCC_SafeDListIterator<File> walk(*list);
+  EXPECT_EQ(walk.Next(), &a);
+  list->InsertBefore(&a, &b);  // a leaves and comes back before b: the walk goes on with b
+  EXPECT_EQ(walk.Next(), &b);
+  EXPECT_EQ(b.GetPrevNode(), &a);
+  delete list;
+  EXPECT_EQ(walk.Next(), nullptr);
+  EXPECT_FALSE(a.IsNode());
+  EXPECT_EQ(a.GetNextNode(), nullptr);
+}
+
+// A reference that records the end of its list and may act on other references then.
+struct Ref : SCC_RefDListNode {
+  std::vector<std::string>* log;
+  std::string name;
+  std::function<void()> onEnd;
+  bool deleteSelf = false;
+  Ref(std::vector<std::string>* l, std::string n) : log(l), name(std::move(n)) {}
+  void OnListDestroyed(SCC_RefDList* list) override {
+    EXPECT_FALSE(IsNode());
+    log->push_back(name);
+    if (onEnd) onEnd();
+    if (deleteSelf) delete this;
+  }
+};
+
+TEST(RefDListTest, NodesHearTheEndAndMayActOnEachOther) {
+  std::vector<std::string> log;
+  auto* list = new SCC_RefDList;
+  Ref a(&log, "a"), c(&log, "c");
+  auto* b = new Ref(&log, "b");
+  Ref late(&log, "late");
+  list->AddTail(&a);
+  list->AddTail(b);
+  list->AddTail(&c);
+  // a removes c (which then hears nothing) and tries to add a node to the dying list;
+  // b deletes itself.
+  int refusedLine = -1;
+  a.onEnd = [&] {
+    list->Remove(&c);
+    SSM manager;
+    try {
+      list->AddTail(&late);
+    } catch (SSM::AssertData* d) {
+      refusedLine = d->line;
+    }
+  };
+  b->deleteSelf = true;
+  SCC_RefPointer<SCC_RefDList> ptr(list);
+  SCC_RefPointer<SCC_RefDList> copy(ptr);
+  EXPECT_EQ(ptr.Get(), list);
+  EXPECT_EQ(a.GetRefList(), list);
+  delete list;
+  EXPECT_EQ(log, (std::vector<std::string>{"a", "b"}));
+  EXPECT_EQ(refusedLine, 103);
+  EXPECT_FALSE(late.IsNode());
+  EXPECT_FALSE(ptr);
+  EXPECT_EQ(copy.Get(), nullptr);
+}
+
+TEST(RefDListTest, PointersFollowReset) {
+  SCC_RefDList first, second;
+  SCC_RefPointer<SCC_RefDList> p(&first);
+  EXPECT_EQ(first.GetCount(), 1);
+  p.Reset(&second);  // leaves the first list
+  EXPECT_EQ(first.GetCount(), 0);
+  EXPECT_EQ(p.Get(), &second);
+  SCC_RefPointer<SCC_RefDList> q;
+  q = p;
+  EXPECT_EQ(second.GetCount(), 2);
+  p.Reset();
+  EXPECT_EQ(p.Get(), nullptr);
+  EXPECT_EQ(q.Get(), &second);
+  { SCC_RefPointer<SCC_RefDList> scoped(&first); }
+  EXPECT_TRUE(first.IsEmpty());  // a dying pointer leaves its list
+  // A reference node in a plain list is not a reference to that list.
+  SCC_DList<SCC_RefDListNode> plain;
+  SCC_RefDListNode node;
+  plain.AddTail(&node);
+  EXPECT_EQ(node.GetRefList(), nullptr);
+}
+
+}  // namespace
