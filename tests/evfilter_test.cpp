@@ -25,7 +25,8 @@ struct Listener : SCC_EventHook<int> {
     std::string entry = std::to_string(code);
     if (code >= 1 && code <= 3 && data) entry += ":" + std::to_string(*reinterpret_cast<long*>(data));
     log.push_back(entry);
-    if (action) action(code);
+    // A copy, so that an action may clear itself while it runs.
+    if (auto act = action) act(code);
     return 0;
   }
   Log log;
