@@ -24,7 +24,7 @@ struct Recorder : SCC_EventHook<int> {
   }
   int OnNotification(int code, int* data) override {
     std::string entry = std::to_string(code);
-    if (code >= 1 && code <= 3 && data) {
+    if (code >= 1 && code <= 3 && data && !focusEvent) {
       const auto* item = reinterpret_cast<const SCC_CollectionItem*>(data);
       entry += ":" + std::to_string(item->place) + "/" + std::to_string(item->handle);
     } else if (code == 7 && data) {
@@ -38,6 +38,7 @@ struct Recorder : SCC_EventHook<int> {
   }
   Log log;
   std::function<void(int, int*)> action;
+  bool focusEvent = false;  // payloads of 1 and 2 are a long handle
 };
 
 int objects[10];
@@ -248,6 +249,7 @@ TEST(CollectionTest, FocusFollowsTheItems) {
   SCC_StdCollection c;
   for (int i = 0; i < 4; ++i) c.Add(Obj(i));
   Recorder focus(c.GetFocusEvent());
+  focus.focusEvent = true;
   std::vector<long> focused;
   focus.action = [&](int code, int* data) {
     if (code == 1 || code == 2) focused.push_back(code == 1 ? *reinterpret_cast<long*>(data)
