@@ -79,6 +79,36 @@ TEST(CollectionTest, HandlesPositionsAndNotices) {
   EXPECT_EQ(c.GetObject(0), nullptr);
 }
 
+TEST(CollectionTest, LookupsAgreeInEveryOrder) {
+  // Appends keep handle order (binary search); a middle insertion breaks it (scans, then a
+  // handle map); removals in the middle and at the end keep whichever in step.
+  SCC_StdCollection c;
+  auto check = [&](const char* step) {
+    for (int round = 0; round < 3; ++round) {  // the first lookups scan, later ones use the map
+      for (long i = 0; i < c.GetCount(); ++i)
+        ASSERT_EQ(c.GetPosition(c.GetHandle(i)), i) << step << " round " << round;
+      for (long gone : {0L, 3L, 8L, 40L}) {
+        bool present = false;
+        for (long i = 0; i < c.GetCount(); ++i) present |= c.GetHandle(i) == gone;
+        ASSERT_EQ(c.HasHandle(gone), present ? 1 : 0) << step << " " << gone;
+      }
+    }
+  };
+  for (int i = 0; i < 12; ++i) c.Add(Obj(i % 10));
+  c.Remove(3);
+  check("appends and a removal");
+  c.InsertAt(5, Obj(1));
+  check("a middle insertion");
+  c.Remove(8);
+  c.Add(Obj(2));
+  check("a middle removal and an append");
+  c.RemoveAt(c.GetCount() - 2, 2);
+  check("a removal at the end");
+  c.RemoveAll();
+  c.Add(Obj(3));
+  check("emptied and refilled");
+}
+
 TEST(CollectionTest, PayloadsCarryTheObjects) {
   SCC_StdCollection c;
   std::vector<std::pair<void*, void*>> seen;

@@ -166,15 +166,21 @@ class BRIX_API SCC_StdCollection {
   long NewHandles(long n);
   void RemoveRange(long position, long n);
   void IndexItems() const;
+  // After a change that moves positions: the handle map is stale.
+  void ItemsMoved();
   void ForgetHook(EventHook* hook);
   void DropFocusOf(long handle);
 
   SCC_Array<Item> m_items;
   SCC_Array<long> m_focus;
   std::int32_t m_lastHandle = 0;
-  // Handle -> position, rebuilt on demand after a change that moves positions.
+  // While handles increase along the positions (appends and removals only) a lookup is a
+  // binary search; otherwise a handle -> position map, rebuilt on demand after a change
+  // that moves positions (after a few plain scans).
+  bool m_inHandleOrder = true;
+  mutable bool m_indexValid = false;
+  mutable int m_scans = 0;
   mutable SCC_Map<long, long> m_index;
-  mutable bool m_indexValid = true;
   SCC_Array<EventHook*> m_hooks;
   int m_removing = 0;  // removals between their notice 7 and the removal itself
   SCC_Notifier m_notifier;

@@ -2,6 +2,8 @@
 // change notifications and hooks; and the handle collection.
 #include "scccollection.h"
 
+#include <algorithm>
+
 #include "sccproperty.h"
 #include "ssmcheck.h"
 
@@ -12,6 +14,9 @@ constexpr int kLineHandlesExhausted = 111;
 constexpr int kLineDeleteRange = 112;
 constexpr int kLineChangeWhileRemoving = 113;
 constexpr long kLastHandle = INT32_MAX;  // handles cross the focus walk as int
+// Lookups after a change that scan the items before the handle map is rebuilt: a walk that
+// removes as it goes then costs one short scan per removal instead of a rebuild.
+constexpr int kScansBeforeIndex = 8;
 }  // namespace
 
 // ---- hooks
@@ -28,7 +33,7 @@ SCC_StdCollection::SCC_StdCollection(const SCC_StdCollection& other)
     : m_items(other.m_items),
       m_focus(other.m_focus),
       m_lastHandle(other.m_lastHandle),
-      m_indexValid(false) {}
+      m_inHandleOrder(other.m_inHandleOrder) {}
 
 SCC_StdCollection& SCC_StdCollection::operator=(const SCC_StdCollection& other) {
   if (this == &other || !CanChange()) return *this;
@@ -36,8 +41,8 @@ SCC_StdCollection& SCC_StdCollection::operator=(const SCC_StdCollection& other) 
   m_focus = other.m_focus;
   // Handles of our former items must not come back for new items.
   if (other.m_lastHandle > m_lastHandle) m_lastHandle = other.m_lastHandle;
-  m_index.RemoveAll();
-  m_indexValid = false;
+  m_inHandleOrder = other.m_inHandleOrder;
+  ItemsMoved();
   m_notifier.Notify(5, nullptr);
   m_focusEvent.Notify(5, nullptr);
   return *this;
@@ -58,9 +63,29 @@ long SCC_StdCollection::GetHandle(long position) const {
 
 long SCC_StdCollection::GetPosition(long handle) const {
   if (handle <= 0 || handle > m_lastHandle) return -1;
-  if (!m_indexValid) IndexItems();
+  const Item* first = m_items.GetData();
+  const Item* last = first + m_items.GetSize();
+  if (m_inHandleOrder) {
+    const Item* at = std::lower_bound(first, last, handle,
+                                      [](const Item& item, long h) { return item.handle < h; });
+    return at != last && at->handle == handle ? at - first : -1;
+  }
+  if (!m_indexValid) {
+    if (m_scans < kScansBeforeIndex) {
+      ++m_scans;
+      for (const Item* at = first; at != last; ++at)
+        if (at->handle == handle) return at - first;
+      return -1;
+    }
+    IndexItems();
+  }
   const long* at = m_index.Find(handle);
   return at ? *at : -1;
+}
+
+void SCC_StdCollection::ItemsMoved() {
+  m_indexValid = false;
+  m_scans = 0;
 }
 
 void* SCC_StdCollection::GetObject(long handle) const {
@@ -106,10 +131,14 @@ long SCC_StdCollection::InsertAt(long position, void* const* objects, long n) {
   m_items.Insert(position, n);
   Item* items = m_items.GetData() + position;
   for (long k = 0; k < n; ++k) items[k] = Item{first + k, objects[k]};
-  if (m_indexValid && position == count) {
-    for (long k = 0; k < n; ++k) m_index.SetAt(first + k, position + k);
-  } else {
-    m_indexValid = false;
+  // New handles are the largest yet, so appending keeps the items in handle order.
+  if (position != count) m_inHandleOrder = false;
+  if (!m_inHandleOrder) {
+    if (m_indexValid && position == count) {
+      for (long k = 0; k < n; ++k) m_index.SetAt(first + k, position + k);
+    } else {
+      ItemsMoved();
+    }
   }
   if (m_notifier.IsEmpty()) return first;
   SCC_ArrayPositions where{1, position, n};
@@ -186,12 +215,15 @@ void SCC_StdCollection::RemoveAt(long position, long n) {
 
 void SCC_StdCollection::RemoveRange(long position, long n) {
   const bool atEnd = position + n == GetCount();
-  if (m_indexValid && atEnd) {
-    for (long k = 0; k < n; ++k) m_index.RemoveKey(m_items.GetAt(position + k).handle);
-  } else {
-    m_indexValid = false;
+  if (!m_inHandleOrder) {
+    if (m_indexValid && atEnd) {
+      for (long k = 0; k < n; ++k) m_index.RemoveKey(m_items.GetAt(position + k).handle);
+    } else {
+      ItemsMoved();
+    }
   }
   m_items.Delete(position, n);
+  if (IsEmpty()) m_inHandleOrder = true;
 }
 
 void SCC_StdCollection::RemoveAll() {
@@ -199,7 +231,8 @@ void SCC_StdCollection::RemoveAll() {
   ClearFocus();
   m_items.RemoveAll();
   m_index.RemoveAll();
-  m_indexValid = true;
+  m_inHandleOrder = true;
+  ItemsMoved();
   m_notifier.Notify(6, nullptr);
 }
 
@@ -269,8 +302,10 @@ int SCC_StdCollection::Reload() {
   for (long i = 0; i < next.GetSize(); ++i)
     if (!items[i].handle) items[i].handle = handle++;
   m_items = next;
-  m_index.RemoveAll();
-  m_indexValid = false;
+  m_inHandleOrder = true;
+  for (long i = 1; i < next.GetSize() && m_inHandleOrder; ++i)
+    m_inHandleOrder = items[i - 1].handle < items[i].handle;
+  ItemsMoved();
   SCC_Array<long> focus;
   for (long h : m_focus)
     if (HasHandle(h)) focus.Add(h);
