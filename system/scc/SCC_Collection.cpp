@@ -180,33 +180,40 @@ void SCC_StdCollection::RemoveAt(long position, long n) {
     RemoveRange(position, n);
     return;
   }
-  SCC_Array<long> doomed;
-  doomed.Reserve(n);
-  for (long k = 0; k < n; ++k) doomed.Add(m_items.GetAt(position + k).handle);
+  // One removed item (the common case) needs no heap memory.
+  long single = 0;
+  SCC_Array<long> many;
+  long* doomed = &single;
+  if (n > 1) {
+    many.SetSize(n);
+    doomed = many.GetData();
+  }
+  for (long k = 0; k < n; ++k) doomed[k] = m_items.GetAt(position + k).handle;
   // Listeners of 2 (and of the focus event) may change the collection: they still see the
   // items, and whatever they do, only the announced items still present go.
-  for (long handle : doomed) {
-    const long at = GetPosition(handle);
+  for (long k = 0; k < n; ++k) {
+    const long at = GetPosition(doomed[k]);
     if (at < 0) continue;
-    SCC_CollectionItem item{at + 1, handle, m_items.GetAt(at).object, nullptr};
+    SCC_CollectionItem item{at + 1, doomed[k], m_items.GetAt(at).object, nullptr};
     m_notifier.Notify(2, &item);
   }
-  for (long handle : doomed) DropFocusOf(handle);
-  // The survivors, by position, removed run by run from the last so that the positions of
-  // the runs below stay right. Listeners of 7 may not change the items: iterators have
-  // already moved for exactly this removal.
-  SCC_Array<long> places;
-  for (long handle : doomed)
-    if (const long at = GetPosition(handle); at >= 0) places.Add(at);
-  places.SetComparator(new SCC_LessComparator<long>);
+  for (long k = 0; k < n; ++k) DropFocusOf(doomed[k]);
+  // The survivors' positions, in place of their handles, removed run by run from the last
+  // so that the positions of the runs below stay right. Listeners of 7 may not change the
+  // items: iterators have already moved for exactly this removal.
+  long* places = doomed;
+  long survivors = 0;
+  for (long k = 0; k < n; ++k)
+    if (const long at = GetPosition(doomed[k]); at >= 0) places[survivors++] = at;
+  std::sort(places, places + survivors);
   struct Guard {
     int& removing;
     ~Guard() { --removing; }
   } guard{++m_removing};
-  for (long end = places.GetSize(); end > 0;) {
+  for (long end = survivors; end > 0;) {
     long begin = end - 1;
-    while (begin > 0 && places.GetAt(begin - 1) == places.GetAt(begin) - 1) --begin;
-    SCC_ArrayPositions where{2, places.GetAt(begin), end - begin};
+    while (begin > 0 && places[begin - 1] == places[begin] - 1) --begin;
+    SCC_ArrayPositions where{2, places[begin], end - begin};
     m_notifier.Notify(7, &where);
     RemoveRange(where.first, where.count);
     end = begin;
