@@ -38,7 +38,12 @@ struct SCC_CollectionItem {
 ///   2 and 3 are SCC_CollectionItem, of 7 SCC_ArrayPositions.
 /// - Listeners may change the collection while they are told of a change. An insertion
 ///   then reports only the new items still present, at their present positions; a
-///   removal removes those of the announced items that are still present.
+///   removal removes those of the announced items that are still present. Only while the
+///   7 of a removal is told is a change a failed check: iterators have already moved for
+///   exactly that removal.
+/// - GetPosition is a binary search while handles follow the positions (only appends and
+///   removals happened); after an insertion in the middle or a reordering reload it scans
+///   a few times and then builds a handle map, kept up to date by changes at the end.
 /// - The focus is an ordered list of handles of items. It is announced on GetFocusEvent():
 ///   1 focused, 2 unfocused (payload a long, the handle), 5 replaced by a reload or an
 ///   assignment, 6 cleared. Removing an item unfocuses it first.
