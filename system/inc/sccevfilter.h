@@ -16,7 +16,7 @@
 /// payload are copied (the size the settings give for the code); with size 0 the pointer
 /// itself is kept and delivered as it was (right for null payloads and for payloads that
 /// are long-lived objects, such as the property of code 8).
-struct SCC_SuspendedEvent {
+struct BRIX_API SCC_SuspendedEvent {
   static constexpr int kMaxPayload = 32;  ///< bytes a record can copy
 
   int code = 0;
