@@ -25,6 +25,8 @@
 #include "scccollection.h"
 #include "sccproperty.h"
 #include "sccconcentrator.h"
+#include "sccevfilter.h"
+#include "sccmultiplexer.h"
 
 // Geometry and units.
 #include "sysgeom.h"
