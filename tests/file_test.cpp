@@ -22,6 +22,7 @@
 #include "sfm.h"
 #include "sfmfile.h"
 #include "ssm.h"
+#include "test_locale.h"
 
 using namespace std::string_literals;
 
@@ -190,6 +191,18 @@ TEST(FileTest, TextWritesLineFeedsAndCountsPrintf) {
   EXPECT_EQ(closed.WriteLine("x") + closed.PutChar('x') + closed.Printf("x") +
                 closed.Read(buffer, 4) + closed.Write("abc", 3),
             0);
+}
+
+TEST(FileTest, PrintfWritesAPointUnderAnyLocale) {
+  const test_locale::Scoped comma(LC_NUMERIC, test_locale::kComma);
+  BRIX_REQUIRE_LOCALE(comma);
+  TempDir dir;
+  std::string path = dir / "numbers.txt";
+  {
+    SFM_File out(path.c_str(), "w");
+    EXPECT_EQ(out.Printf("%.2f %'d", 12.75, 1234567), 13);
+  }
+  EXPECT_EQ(Slurp(path), "12.75 1234567");
 }
 
 TEST(FileTest, PositionStack) {

@@ -7,6 +7,7 @@
 #include "sfm.h"
 #include "sfmfile.h"
 #include "ssmcheck.h"
+#include "sys/sysnumtext.h"
 
 namespace {
 
@@ -153,6 +154,8 @@ long SFM_File::Printf(const char* format, ...) {
   SFM_FILE_CHECK(stream_, 599);
   if (!stream_) return 0;
   clearerr_unlocked(stream_);
+  // File contents are read back by other machines: a "." decimal point whatever the locale.
+  const sys_detail::CNumericScope numeric(format);
   va_list args;
   va_start(args, format);
   long written = std::vfprintf(stream_, format, args);
