@@ -25,7 +25,7 @@ enum class UI_PlayStatus : std::int32_t {
 };
 
 /// The outcome of a replay: where it stopped and why, and the player's state there.
-struct UI_PlayResult {
+struct BRIX_API UI_PlayResult {
   UI_PlayStatus status = UI_PlayStatus::Complete;
   /// The word at which the replay stopped: the end of the stream when complete, else the
   /// first word (the number) of the command that could not be played.
