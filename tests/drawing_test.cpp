@@ -589,7 +589,7 @@ TEST(DrawingTest, ProcessorShowsChangesOnTheLiveSurface) {
 
   // A full redraw plays everything, text included.
   shown.Clear();
-  const UI_PlayResult r = processor.Redraw("board");
+  const UI_PlayResult r = processor.Replay("board");
   EXPECT_TRUE(r.IsComplete());
   EXPECT_EQ(std::count(shown.GetWords(), shown.GetWords() + shown.GetCount(), 26u), 1);
 
