@@ -43,3 +43,6 @@
 
 // Drawing.
 #include "daregion.h"
+#include "uidrawarea.h"
+#include "uidrawing.h"
+#include "uipalette.h"
