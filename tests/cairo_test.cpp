@@ -15,6 +15,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -229,6 +230,7 @@ TEST(CairoTest, ShapesLandWhereTheTransformPutsThem) {
   struct Probe {
     double x, y;
     unsigned long rgb;
+    int tolerance = 8;  // per channel; one-pixel diagonals are anti-aliased
   };
   struct Case {
     const char* name;
@@ -336,6 +338,40 @@ TEST(CairoTest, ShapesLandWhereTheTransformPutsThem) {
          a.DrawDotGrid(SYS_Point(5, 5), 100, 100, SYS_Box(0, 0, 1000, 1000));
        },
        {{105, 105, kRed}, {905, 505, kRed}, {155, 105, kBlack}, {105, 155, kBlack}}},
+      {"poly-polyline: each polyline on its own",
+       [](UI_CairoDrawArea& a) {
+         SYS_Point pts[] = {{105, 105}, {105, 905}, {905, 105}, {905, 905}};
+         unsigned long counts[] = {2, 2};
+         a.PenColor(kRedColor);
+         a.PenSize(30);
+         a.PolyPolyline(pts, counts, 2);
+       },
+       {{105, 505, kRed}, {905, 505, kRed}, {505, 505, kBlack}}},
+      {"hatched polygon: lines inside, gaps between them",
+       [](UI_CairoDrawArea& a) {
+         SYS_Point pts[] = {{100, 100}, {900, 100}, {900, 900}, {100, 900}};
+         a.PenColor(kRedColor);
+         a.PenSize(30);
+         a.DrawHatchedPoly(4, pts);
+       },
+       {{105, 500, kRed}, {950, 500, kBlack}}},
+      {"markers: dot, x, diamond and the icon frame",
+       [](UI_CairoDrawArea& a) {
+         a.PenColor(kRedColor);
+         a.DrawMarker(0, SYS_Point(205, 205));
+         a.DrawMarker(2, SYS_Point(505, 505));
+         a.DrawMarker(4, SYS_Point(805, 805));
+         a.DrawIcon(HICON{7}, SYS_Point(205, 805), 0);
+       },
+       {{205, 205, kRed}, {535, 535, kRed, 0x40}, {505, 535, kBlack}, {805, 845, kRed, 0x40},
+        {805, 805, kBlack},
+        {285, 805, kRed}, {205, 805, kBlack}}},
+      {"pin number centred and sized on its position",
+       [](UI_CairoDrawArea& a) {
+         a.TextColor(kRedColor);
+         a.DrawPinNumberString("8", SYS_Position(500, 500, 0, 0), 600.0);
+       },
+       {{100, 500, kBlack}, {900, 500, kBlack}}},
       {"outline mode draws filled shapes hollow",
        [](UI_CairoDrawArea& a) {
          a.SetOutlineMode(1);
@@ -372,7 +408,7 @@ TEST(CairoTest, ShapesLandWhereTheTransformPutsThem) {
     Canvas canvas;
     c.draw(canvas.area);
     for (const Probe& p : c.probes)
-      EXPECT_TRUE(Near(canvas.At(p.x, p.y), p.rgb))
+      EXPECT_TRUE(Near(canvas.At(p.x, p.y), p.rgb, p.tolerance))
           << "at (" << p.x << ", " << p.y << "): " << std::hex << canvas.At(p.x, p.y);
   }
 }
@@ -556,6 +592,51 @@ TEST(CairoTest, TextFollowsAlignmentMirrorDirectionAndSize) {
   EXPECT_NEAR(a.GetTextLen("MM", 500000, 500000), two / 2 + 1000, 2);
   EXPECT_GT(a.GetTextAscendingHeight(), a.GetTextDescendingHeight());
   EXPECT_EQ(a.GetTextFontHeight(), a.GetTextAscendingHeight() + a.GetTextDescendingHeight());
+}
+
+TEST(CairoTest, CloneFontsAndTrueTypeText) {
+  Canvas canvas;
+  UI_CairoDrawArea& a = canvas.area;
+  a.SetCurrentPaletteColor(4, kGreen);
+  a.PenSize(77);
+  a.TextSize(0, 200);
+  a.FillRect(SYS_Box(0, 0, 1000, 1000), kRedColor);
+  std::unique_ptr<UI_DrawArea> clone(a.Clone());
+  auto* copy = dynamic_cast<UI_CairoDrawArea*>(clone.get());
+  ASSERT_NE(copy, nullptr);
+  EXPECT_EQ(copy->GetWidth(), 100);
+  EXPECT_EQ(copy->GetPixelRGB(50, 50), kBlack);  // blank
+  EXPECT_EQ(copy->GetCurrentPaletteColorRGB(4), kGreen);
+  EXPECT_EQ(copy->GetPenSize(), 77);
+  EXPECT_EQ(copy->World2Screen(SYS_Point(500, 500)), CPoint(50, 50));
+  EXPECT_EQ(copy->GetTextLen("abc"), a.GetTextLen("abc"));
+
+  SCC_Array<FaceName> faces;
+  ASSERT_EQ(a.GetAvailableFonts(faces, 0), 3);
+  EXPECT_EQ(faces.GetSize(), 3);
+  EXPECT_TRUE(a.IsStrokeFaceName(a.GetStrokeFaceName()));
+  EXPECT_FALSE(a.IsStrokeFaceName(FaceName("no such face")));
+  CFontInfo mono{2};
+  SYS_Point narrow = a.GetTTFStringExtent("iii", &mono);
+  SYS_Point wide = a.GetTTFStringExtent("WWW", &mono);
+  EXPECT_EQ(narrow.GetX(), wide.GetX());  // monospace
+  EXPECT_GT(narrow.GetY(), 150);
+
+  TextFont font;
+  font.face = FaceName("serif");
+  font.height = 300;
+  font.style = UI_FontBold;
+  a.SetTextFont(font);
+  EXPECT_EQ(a.GetTextFont(), font);
+  EXPECT_EQ(a.GetTextHeight(), 300);
+  a.FillRect(SYS_Box(0, 0, 1000, 1000), 0);
+  a.TextColor(kGreenColor);
+  a.MoveTo(SYS_Point(100, 400));
+  a.DrawTTFString("WWW", &mono);
+  int green = 0;
+  for (int y = 0; y < 100; ++y)
+    for (int x = 0; x < 100; ++x) green += a.GetPixelRGB(x, y) == kGreen;
+  EXPECT_GT(green, 30);
 }
 
 // ---------------------------------------------------------------------------------------
