@@ -53,3 +53,4 @@
 #include "uidrawarea.h"
 #include "uidrawing.h"
 #include "uipalette.h"
+#include "uicairo.h"
