@@ -142,13 +142,19 @@ def variants(mangled):
 
 
 def main():
-    clangxx, nm, inc_dir, library, work_dir = sys.argv[1:6]
+    # The libraries that together define the public headers' functions come between the
+    # header folder and the work folder (the core library, then the renderer).
+    clangxx, nm, inc_dir = sys.argv[1:4]
+    libraries, work_dir = sys.argv[4:-1], sys.argv[-1]
+    library = " and ".join(libraries)
     os.makedirs(work_dir, exist_ok=True)
     tree = dump_headers(clangxx, inc_dir, work_dir)
     collector = Collector(inc_dir)
     collector.walk(tree, "namespace")
-    symbols = set(subprocess.run([nm, "-D", "--defined-only", "--format=just-symbols", library],
-                                 check=True, stdout=subprocess.PIPE, text=True).stdout.split())
+    symbols = set()
+    for lib in libraries:
+        symbols |= set(subprocess.run([nm, "-D", "--defined-only", "--format=just-symbols", lib],
+                                      check=True, stdout=subprocess.PIPE, text=True).stdout.split())
     needed = collector.needed()
     missing = [m for m in sorted(needed) if not any(v in symbols for v in variants(m))]
     if not needed:
