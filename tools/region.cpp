@@ -1,4 +1,5 @@
-// brixregion.cpp - region images on the command line: show, approximate arcs, make circles.
+// region.cpp - brixsys region: region images on the command line: show, approximate arcs,
+// make circles.
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
@@ -16,12 +17,10 @@
 
 namespace brixtool {
 
-const char kProgram[] = "brixregion";
-
-const char kUsageText[] =
-    "usage: brixregion show FILE\n"
-    "       brixregion approx FILE TOLERANCE\n"
-    "       brixregion circle X Y R OUT\n"
+const char kRegionUsage[] =
+    "usage: brixsys region show FILE\n"
+    "       brixsys region approx FILE TOLERANCE\n"
+    "       brixsys region circle X Y R OUT\n"
     "\n"
     "  show    print the polygons, vertices and arcs of a region image\n"
     "  approx  print the vertex counts before and after replacing arcs by chords that\n"
@@ -116,8 +115,8 @@ bool LoadRegion(const char* file, DARegion& region) {
     return false;
   }
   if (size_t(used) < data.size())
-    fprintf(stderr, "brixregion: %s: %zu bytes after the image ignored\n", Name(file).c_str(),
-            data.size() - size_t(used));
+    brixtool::Note(Name(file) + ": " + std::to_string(data.size() - size_t(used)) +
+                   " bytes after the image ignored");
   return true;
 }
 
@@ -224,10 +223,13 @@ int Circle(const std::string& xText, const std::string& yText, const std::string
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  return brixtool::Dispatch(
-      argc, argv,
-      {{"show", 1, 1, [&] { return Show(argv[2]); }},
-       {"approx", 2, 2, [&] { return Approx(argv[2], argv[3]); }},
-       {"circle", 4, 4, [&] { return Circle(argv[2], argv[3], argv[4], argv[5]); }}});
+namespace brixtool {
+
+int RunRegion(int argc, char** argv) {
+  return Dispatch(argc, argv,
+                  {{"show", 1, 1, [&] { return Show(argv[2]); }},
+                   {"approx", 2, 2, [&] { return Approx(argv[2], argv[3]); }},
+                   {"circle", 4, 4, [&] { return Circle(argv[2], argv[3], argv[4], argv[5]); }}});
 }
+
+}  // namespace brixtool
