@@ -43,3 +43,7 @@
 
 // Drawing.
 #include "daregion.h"
+#include "uidrawarea.h"
+#include "uidrawing.h"
+#include "uipalette.h"
+#include "uicairo.h"
