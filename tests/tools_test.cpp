@@ -20,6 +20,11 @@
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 #include "sfmmsgdb.h"
+#ifdef BRIXSYS_HAVE_CAIRO
+#include <cairo.h>
+
+#include "uidrawing.h"
+#endif
 
 extern char** environ;
 
@@ -607,5 +612,208 @@ TEST_F(ToolsTest, LockShowsTheHolderAndRunHoldsTheLock) {
     EXPECT_EQ(Run("lock", {"show", project}).out, project + ": not locked\n");
   }
 }
+
+#ifdef BRIXSYS_HAVE_CAIRO
+
+// A PNG read back with cairo: its size and the colour (0xRRGGBB) at a pixel.
+struct Png {
+  int width = 0, height = 0;
+  std::vector<std::uint32_t> pixels;
+  explicit Png(const std::string& path) {
+    cairo_surface_t* s = cairo_image_surface_create_from_png(path.c_str());
+    if (cairo_surface_status(s) == CAIRO_STATUS_SUCCESS) {
+      width = cairo_image_surface_get_width(s);
+      height = cairo_image_surface_get_height(s);
+      const int stride = cairo_image_surface_get_stride(s);
+      const unsigned char* data = cairo_image_surface_get_data(s);
+      for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+          std::uint32_t argb;
+          memcpy(&argb, data + y * stride + 4 * x, 4);
+          pixels.push_back(argb & 0xFFFFFF);
+        }
+    }
+    cairo_surface_destroy(s);
+  }
+  std::uint32_t At(int x, int y) const { return pixels[size_t(y) * size_t(width) + size_t(x)]; }
+};
+
+std::uint32_t Word(const std::string& file, size_t index) {
+  std::uint32_t w;
+  memcpy(&w, file.data() + 12 + 4 * index, 4);
+  return w;
+}
+
+TEST_F(ToolsTest, DemoWalksThePathAndWritesPictures) {
+  Result r = Run("demo", {Path("out")});
+  ASSERT_EQ(r.exit, 0) << r.err;
+  EXPECT_EQ(r.err, "");
+  for (const char* step : {"1. Units. The user types \"0.5\" in a length field in Mils:\n",
+                           "SYS_Convert::Str2Base gives 19050 database units (0.0127 mm",
+                           "2. Placement.", "3. Regions.", "4. Painting.", "5. Saved ",
+                           "the same words.\n", "6. Replayed", "demo.png ", "800 x 600 pixels",
+                           "The pictures are in " })
+    EXPECT_THAT(r.out, HasSubstr(step));
+
+  // The PNG is the board on the background; SVG and PDF are documents of their kind.
+  Png png(Path("out/demo.png"));
+  ASSERT_EQ(png.width, 800);
+  ASSERT_EQ(png.height, 600);
+  EXPECT_EQ(png.At(0, 0), 0x000000u);  // background, palette entry 0
+  EXPECT_NE(png.At(400, 300), 0x000000u);
+  EXPECT_EQ(ReadFile(Path("out/demo.pdf")).substr(0, 5), "%PDF-");
+  EXPECT_THAT(ReadFile(Path("out/demo.svg")), HasSubstr("<svg"));
+
+  // The saved drawing lists as many words as the demo reports.
+  const std::string drawing = ReadFile(Path("out/demo.drawing"));
+  const size_t words = (drawing.size() - 12) / 4;
+  EXPECT_THAT(r.out, HasSubstr(": " + std::to_string(words) + " words, the same words"));
+  r = Run("draw", {"dump", Path("out/demo.drawing")});
+  EXPECT_EQ(r.exit, 0);
+  EXPECT_THAT(r.out, ::testing::EndsWith(" commands, " + std::to_string(words) + " words\n"));
+  EXPECT_THAT(r.out, HasSubstr("25 DrawString \"brixsys demo\"\n"));
+
+  // Rendering again with options: size, background, palette.
+  r = Run("draw", {"render", "--size", "120x90", "--background", "#ffffff", "--palette",
+                   "#010203,#00ff00", Path("out/demo.drawing"), Path("small.PNG")});
+  ASSERT_EQ(r.exit, 0) << r.err;
+  Png small(Path("small.PNG"));
+  EXPECT_EQ(small.width, 120);
+  EXPECT_EQ(small.height, 90);
+  EXPECT_EQ(small.At(0, 0), 0xFFFFFFu);
+  EXPECT_EQ(small.At(60, 45), 0x00FF00u);  // the copper area, palette entry 1
+  EXPECT_EQ(Run("draw", {"render", "--margin", "0", Path("out/demo.drawing"), Path("d.svg")}).exit, 0);
+
+  // Usage errors and a directory that cannot be made.
+  struct Case {
+    const char* subcommand;
+    std::vector<std::string> args;
+  } usage[] = {
+      {"demo", {"a", "b"}},
+      {"demo", {"--fast"}},
+      {"draw", {"render", Path("out/demo.drawing"), Path("x.gif")}},
+      {"draw", {"render", "--size", "0x10", Path("out/demo.drawing"), Path("x.png")}},
+      {"draw", {"render", "--size", "40000x10", Path("out/demo.drawing"), Path("x.png")}},
+      {"draw", {"render", "--background", "#12", Path("out/demo.drawing"), Path("x.png")}},
+      {"draw", {"render", "--background", "32", Path("out/demo.drawing"), Path("x.png")}},
+      {"draw", {"render", "--palette", "#000000,", Path("out/demo.drawing"), Path("x.png")}},
+      {"draw", {"render", "--shade", "1", Path("out/demo.drawing"), Path("x.png")}},
+      {"draw", {"render", Path("out/demo.drawing")}},
+      {"draw", {"dump"}},
+      {"region", {"render", Path("c.img"), Path("x.bmp")}},
+  };
+  for (const Case& c : usage) {
+    r = Run(c.subcommand, c.args);
+    EXPECT_EQ(r.exit, 2) << ::testing::PrintToString(c.args);
+    EXPECT_THAT(r.err, HasSubstr("usage: brixsys " + std::string(c.subcommand)));
+  }
+  EXPECT_FALSE(std::filesystem::exists(Path("x.png")));
+  r = Run("demo", {Path("missing/out")});
+  EXPECT_EQ(r.exit, 1);
+  EXPECT_THAT(r.err, HasSubstr("brixsys demo: cannot create " + Path("missing/out")));
+}
+
+// A drawing file of the given words: magic, version, count, words, little-endian.
+std::string DrawingFile(const std::vector<std::uint32_t>& words, std::uint32_t version = 1) {
+  std::vector<std::uint32_t> all{CDynamic::kFileMagic, version, std::uint32_t(words.size())};
+  all.insert(all.end(), words.begin(), words.end());
+  return std::string(reinterpret_cast<const char*>(all.data()), 4 * all.size());
+}
+
+TEST_F(ToolsTest, DrawNamesTheFirstBadWord) {
+  std::uint32_t abc, xxxx;
+  memcpy(&abc, "abc", 4);
+  memcpy(&xxxx, "xxxx", 4);
+  // MoveTo (10, 20), LineTo (30, 40) in colour 5: words 0 ... 6.
+  const std::vector<std::uint32_t> lines{4, 10, 20, 6, 30, 40, 5};
+  auto with = [&](std::vector<std::uint32_t> tail) {
+    std::vector<std::uint32_t> w = lines;
+    w.insert(w.end(), tail.begin(), tail.end());
+    return w;
+  };
+  const std::string good = DrawingFile(with({25, 1, abc}));
+  struct Case {
+    const char* name;
+    std::string bytes;
+    int listed;  // command lines listed before the failure
+    std::string err;
+  } cases[] = {
+      {"unknown", DrawingFile(with({77, 1, 2})), 2,
+       "word 7 (byte 40 of the file), command 77: unknown command"},
+      {"cut", DrawingFile(with({4, 10})), 2, "word 7 (byte 40 of the file), command 4 MoveTo: "
+                                              "command runs past the end"},
+      {"unterminated", DrawingFile(with({25, 1, xxxx})), 2,
+       "word 7 (byte 40 of the file), command 25 DrawString: string without terminating zero"},
+      {"count", DrawingFile(with({11, 1000000, 1, 1})), 2,
+       "word 7 (byte 40 of the file), command 11 PolyLine: count larger than the stream"},
+      {"first", DrawingFile({0}), 0, "word 0 (byte 12 of the file), command 0"},
+      {"header", "BXDW", -1, "not a drawing (no BXDW header)"},
+      {"size", good.substr(0, good.size() - 2), -1, "declares 10 words but holds 38 bytes"},
+      {"version", DrawingFile(lines, 2), -1, "drawing format version 2"},
+  };
+  for (const Case& c : cases) {
+    const std::string file = Path(std::string(c.name) + ".drawing");
+    WriteFile(file, c.bytes);
+    Result r = Run("draw", {"dump", file});
+    EXPECT_EQ(r.exit, 1) << c.name;
+    EXPECT_THAT(r.err, ::testing::StartsWith("brixsys draw: " + file + ": " + c.err)) << c.name;
+    if (c.listed >= 0) {
+      EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), c.listed) << c.name << r.out;
+    }
+    r = Run("draw", {"render", file, Path("x.png")});
+    EXPECT_EQ(r.exit, 1) << c.name;
+    EXPECT_THAT(r.err, HasSubstr(c.err)) << c.name;
+    EXPECT_FALSE(std::filesystem::exists(Path("x.png"))) << c.name;
+  }
+  WriteFile(Path("good.drawing"), good);
+  Result r = Run("draw", {"dump", Path("good.drawing")});
+  EXPECT_EQ(r.exit, 0) << r.err;
+  EXPECT_THAT(r.out, HasSubstr("4 MoveTo 10 20\n"));
+  EXPECT_THAT(r.out, HasSubstr("25 DrawString \"abc\"\n"));
+  EXPECT_THAT(r.out, ::testing::EndsWith("\n3 commands, 10 words\n"));
+
+  // Files that are not drawings at all.
+  std::filesystem::create_symlink(Path("good.drawing"), Path("link.drawing"));
+  for (const std::string& file : {Path("none.drawing"), dir_, Path("link.drawing")}) {
+    Result r = Run("draw", {"dump", file});
+    EXPECT_EQ(r.exit, 1) << file;
+    EXPECT_THAT(r.err, HasSubstr("brixsys draw: " + file + ": ")) << file;
+  }
+}
+
+TEST_F(ToolsTest, LargeDrawingsRenderInSlicesQuietlyOffATerminal) {
+  // More than a million words of moves and polylines, whose commands straddle the
+  // replay's slices; standard error is not a terminal, so no progress is shown.
+  CDynamic drawing;
+  UI_DrawArea recorder;
+  recorder.AttachDrawing(&drawing);
+  SYS_Point line[5] = {{0, 0}, {1000, 0}, {1000, 1000}, {0, 1000}, {0, 0}};
+  for (int i = 0; drawing.GetCount() < (1u << 20) + 7; ++i) {
+    recorder.MoveTo(SYS_Point(i % 977, i % 991));
+    recorder.PolyLine(i % 5 + 1, line, 10, SYS_CompositeColor::Index(1 + i % 4));
+  }
+  ASSERT_EQ(drawing.Save(Path("big.drawing").c_str()), 1);
+  Result r = Run("draw", {"render", "--size", "64x64", Path("big.drawing"), Path("big.png")});
+  EXPECT_EQ(r.exit, 0);
+  EXPECT_EQ(r.err, "");
+  EXPECT_EQ(Png(Path("big.png")).width, 64);
+}
+
+TEST_F(ToolsTest, RegionRendersToAPicture) {
+  ASSERT_EQ(Run("region", {"circle", "0", "0", "1mm", Path("c.img")}).exit, 0);
+  Result r = Run("region", {"render", "--size", "50x50", "--margin", "5", Path("c.img"),
+                            Path("c.png")});
+  ASSERT_EQ(r.exit, 0) << r.err;
+  Png png(Path("c.png"));
+  ASSERT_EQ(png.width, 50);
+  EXPECT_EQ(png.At(25, 25), 0xD03030u);  // palette entry 1, top copper
+  EXPECT_EQ(png.At(1, 1), 0x000000u);
+  WriteFile(Path("bad.img"), "nope");
+  r = Run("region", {"render", Path("bad.img"), Path("bad.png")});
+  EXPECT_EQ(r.exit, 1);
+  EXPECT_FALSE(std::filesystem::exists(Path("bad.png")));
+}
+
+#endif  // BRIXSYS_HAVE_CAIRO
 
 }  // namespace

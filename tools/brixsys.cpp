@@ -15,9 +15,19 @@ namespace {
 const Subcommand kSubcommands[] = {
     {"units", "read lengths, points and angles as the application does", kUnitsUsage, RunUnits},
     {"msg", "check, query, list, dump and re-save message files", kMsgUsage, RunMsg},
+#ifdef BRIXSYS_HAVE_CAIRO
+    {"region", "show, approximate and render region images, write circles", RegionUsage(),
+     RunRegion},
+#else
     {"region", "show and approximate region images, write circles", kRegionUsage, RunRegion},
+#endif
     {"lock", "who holds a project file; run a command holding its lock", kLockUsage, RunLock},
     {"lang", "show or set the language; list the resource modules", kLangUsage, RunLang},
+#ifdef BRIXSYS_HAVE_CAIRO
+    {"draw", "render a saved drawing to PNG, SVG or PDF; list its commands", DrawUsage(),
+     RunDraw},
+    {"demo", "the library's typical path, step by step, into three pictures", kDemoUsage, RunDemo},
+#endif
 };
 
 const char kOverview[] =

@@ -138,10 +138,16 @@ int RunRegion(int argc, char** argv);
 int RunUnits(int argc, char** argv);
 int RunLock(int argc, char** argv);
 int RunLang(int argc, char** argv);
+int RunDraw(int argc, char** argv);
+int RunDemo(int argc, char** argv);
 extern const char kMsgUsage[];
 extern const char kRegionUsage[];
 extern const char kUnitsUsage[];
 extern const char kLockUsage[];
 extern const char kLangUsage[];
+extern const char kDemoUsage[];
+/// Usage texts that end in the picture options.
+const char* DrawUsage();
+const char* RegionUsage();
 
 }  // namespace brixtool
