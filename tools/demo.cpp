@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -232,7 +233,9 @@ int Demo(const std::string& dir) {
     printf("   %-24s %d x %d %s, %s\n", path.c_str(), options.width, options.height,
            name[5] == 'p' && name[6] == 'n' ? "pixels" : "points", Bytes(path).c_str());
   }
-  printf("The pictures are in %s.\n", dir.c_str());
+  char* where = realpath(dir.c_str(), nullptr);
+  printf("The pictures are in %s.\n", where ? where : dir.c_str());
+  free(where);
   return kExitOk;
 }
 

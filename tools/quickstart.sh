@@ -13,6 +13,5 @@ out="${1:-build/demo}"
 cmake --preset release -DBRIXSYS_BUILD_BENCHMARKS=OFF
 cmake --build --preset release --target brixsys_program
 mkdir -p "$out"
+# It ends by saying where the pictures are.
 build/release/tools/brixsys demo "$out"
-echo
-echo "The pictures are in $(cd "$out" && pwd): demo.png, demo.svg and demo.pdf."
