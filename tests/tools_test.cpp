@@ -797,6 +797,15 @@ TEST_F(ToolsTest, LargeDrawingsRenderInSlicesQuietlyOffATerminal) {
   EXPECT_EQ(r.exit, 0);
   EXPECT_EQ(r.err, "");
   EXPECT_EQ(Png(Path("big.png")).width, 64);
+
+  // On a terminal (script(1) gives the program one) the replay shows its percentage.
+  if (!std::filesystem::exists("/usr/bin/script")) GTEST_SKIP() << "no script(1) for a terminal";
+  const std::string command = std::string(kBrixsys) + " draw render --size 64x64 " +
+                              Path("big.drawing") + " " + Path("tty.png");
+  r = Spawn("/usr/bin/script", {"-qec", command, "/dev/null"});
+  EXPECT_EQ(r.exit, 0) << r.out;
+  EXPECT_THAT(r.out, HasSubstr("\rrendering " + Path("tty.png") + "  50%"));
+  EXPECT_TRUE(std::filesystem::exists(Path("tty.png")));
 }
 
 TEST_F(ToolsTest, RegionRendersToAPicture) {
