@@ -804,7 +804,7 @@ TEST_F(ToolsTest, LargeDrawingsRenderInSlicesQuietlyOffATerminal) {
                               Path("big.drawing") + " " + Path("tty.png");
   r = Spawn("/usr/bin/script", {"-qec", command, "/dev/null"});
   EXPECT_EQ(r.exit, 0) << r.out;
-  EXPECT_THAT(r.out, HasSubstr("\rrendering " + Path("tty.png") + "  50%"));
+  EXPECT_THAT(r.out, HasSubstr("\rrendering " + Path("tty.png") + " 100%"));
   EXPECT_TRUE(std::filesystem::exists(Path("tty.png")));
 }
 
