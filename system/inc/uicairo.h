@@ -142,6 +142,7 @@ class BRIX_API UI_CairoDrawArea : public UI_DrawArea, public SCC_EventNode<int> 
 
   // Primitives.
   using UI_DrawArea::DrawBox;
+  using UI_DrawArea::DrawIcon;
   using UI_DrawArea::FrameArc;
   using UI_DrawArea::FrameOval;
   using UI_DrawArea::PaintOval;

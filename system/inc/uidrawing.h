@@ -25,7 +25,7 @@ enum class UI_PlayStatus : std::int32_t {
 };
 
 /// The outcome of a replay: where it stopped and why, and the player's state there.
-struct UI_PlayResult {
+struct BRIX_API UI_PlayResult {
   UI_PlayStatus status = UI_PlayStatus::Complete;
   /// The word at which the replay stopped: the end of the stream when complete, else the
   /// first word (the number) of the command that could not be played.
@@ -175,7 +175,7 @@ class BRIX_API CDynamic : public UI_DrawAreaImpl {
 /// the words wait; when the outermost batch of the drawing closes (EndBatchDraw asks its live
 /// target, the processor, to redraw it), they are replayed the same way. Text commands draw
 /// on the live surface as they are recorded; their replay is skipped so that XOR text is not
-/// drawn twice. Redraw(name) replays a whole drawing, text included.
+/// drawn twice. Replay(name) replays a whole drawing, text included.
 class BRIX_API CDrawAreaProcessor : public UI_DrawArea {
  public:
   /// `live` is not owned and may be null (then nothing is shown).
@@ -197,7 +197,7 @@ class BRIX_API CDrawAreaProcessor : public UI_DrawArea {
   UI_DrawArea* GetLiveSurface() const { return live_; }
   void SetLiveSurface(UI_DrawArea* live) { live_ = live; }
   /// Replays the whole named drawing onto the live surface in a batch; answers the result.
-  UI_PlayResult Redraw(const char* name);
+  UI_PlayResult Replay(const char* name);
   /// The word up to which the named drawing has been shown (0 for an unknown name).
   std::size_t GetShown(const char* name) const;
   /// The result of the last replay that stopped early, for diagnosis.

@@ -81,7 +81,7 @@ void CDrawAreaProcessor::Flush(Entry& entry) {
   if (!result.IsComplete()) lastFailure_ = result;
 }
 
-UI_PlayResult CDrawAreaProcessor::Redraw(const char* name) {
+UI_PlayResult CDrawAreaProcessor::Replay(const char* name) {
   CDynamic* d = FindDrawing(name);
   if (!d || !live_) return {};
   live_->StartBatchDraw(1);

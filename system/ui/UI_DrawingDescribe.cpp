@@ -109,7 +109,8 @@ class Describer : public UI_DrawArea {
     End();
   }
   void Begin(int command) {
-    Put(command);
+    char buf[16];
+    out_.append(buf, std::to_chars(buf, buf + sizeof buf, command).ptr);
     out_ += ' ';
     out_ += UI_DrawingPlayer::CommandName(static_cast<std::uint32_t>(command));
   }
@@ -122,6 +123,11 @@ class Describer : public UI_DrawArea {
   }
   void Put(int v) { Put(static_cast<long>(v)); }
   void Put(double v) {
+    // Whole angles read better as integers than in the shortest scientific form.
+    if (v > -1e15 && v < 1e15 && v == static_cast<double>(static_cast<long long>(v))) {
+      Put(static_cast<long>(v));
+      return;
+    }
     char buf[40];
     out_ += ' ';
     out_.append(buf, std::to_chars(buf, buf + sizeof buf, v).ptr);

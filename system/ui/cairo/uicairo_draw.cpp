@@ -291,7 +291,7 @@ void UI_CairoDrawArea::DrawInfiniteOrthoLine(const SYS_Point& p, EOrthoLine kind
     cairo_move_to(d.cr, x, 0);
     cairo_line_to(d.cr, x, d.height);
   }
-  d.Stroke(d.pen, 1.0);
+  d.Stroke(d.pen, d.PenPixels(d.penSize));
 }
 
 void UI_CairoDrawArea::DrawInfiniteDiagonalLine(const SYS_Point& p, EDiagonalLine kind) {
@@ -309,7 +309,7 @@ void UI_CairoDrawArea::DrawInfiniteDiagonalLine(const SYS_Point& p, EDiagonalLin
     cairo_move_to(d.cr, x - t, y - t);
     cairo_line_to(d.cr, x + t, y + t);
   }
-  d.Stroke(d.pen, 1.0);
+  d.Stroke(d.pen, d.PenPixels(d.penSize));
 }
 
 // ---------------------------------------------------------------------------------------

@@ -1,0 +1,620 @@
+// drawing_test.cpp - the recording draw area, recorded drawings, their player, files and the
+// draw-area processor.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "uidrawing.h"
+
+namespace {
+
+using Words = std::vector<std::uint32_t>;
+
+Words WordsOf(const CDynamic& d) { return Words(d.GetWords(), d.GetWords() + d.GetCount()); }
+
+constexpr std::uint32_t W(long v) { return static_cast<std::uint32_t>(v); }
+
+DARegion CircleRegion(int cx, int cy, int r) {
+  DAPolygon p;
+  p.CreateCircle(cx, cy, r);
+  DARegion region;
+  region.Add(p);
+  return region;
+}
+
+// The words a region records as: its image, whose first word is its length in bytes.
+Words ImageWords(const DARegion& region) {
+  std::vector<char> bytes(static_cast<std::size_t>(region.GetImageLength()));
+  region.CreateImage(bytes.data());
+  Words out(bytes.size() / 4);
+  for (std::size_t i = 0; i < out.size(); ++i) {
+    const auto* b = reinterpret_cast<const unsigned char*>(bytes.data() + 4 * i);
+    out[i] = b[0] | b[1] << 8 | b[2] << 16 | static_cast<std::uint32_t>(b[3]) << 24;
+  }
+  return out;
+}
+
+Words Concat(std::initializer_list<Words> parts) {
+  Words out;
+  for (const Words& p : parts) out.insert(out.end(), p.begin(), p.end());
+  return out;
+}
+
+struct LayoutCase {
+  const char* name;
+  std::function<void(UI_DrawArea&)> draw;
+  Words expected;
+};
+
+std::vector<LayoutCase> LayoutCases() {
+  static SYS_Point pts[] = {SYS_Point(1, 2), SYS_Point(3, 4), SYS_Point(5, 6)};
+  const DARegion circle = CircleRegion(0, 0, 100);
+  return {
+      {"PenColor", [](UI_DrawArea& a) { a.PenColor(SYS_CompositeColor::Rgb(1, 2, 3)); }, {1, 0x01030201}},
+      {"PenSize", [](UI_DrawArea& a) { a.PenSize(-1); }, {2, W(-1)}},
+      {"SetPixel", [](UI_DrawArea& a) { a.SetPixel(SYS_Point(7, -8), 3); }, {3, 7, W(-8), 3}},
+      {"MoveTo LineTo", [](UI_DrawArea& a) { a.MoveTo(SYS_Point(10, 20)), a.LineTo(SYS_Point(30, 40), 5); },
+       {4, 10, 20, 6, 30, 40, 5}},
+      {"relative", [](UI_DrawArea& a) { a.MoveToRel(-1, 2), a.LineToRel(3, -4, 6); }, {5, W(-1), 2, 7, 3, W(-4), 6}},
+      {"PaintOval size", [](UI_DrawArea& a) { a.PaintOval(30L, 40L, 2); }, {8, 30, 40, 2}},
+      {"PaintOval box forwards", [](UI_DrawArea& a) { a.PaintOval(SYS_Box(0, 0, 100, 50), 2); },
+       {4, 50, 25, 8, 100, 50, 2}},
+      {"PaintOval point passes r, not 2r", [](UI_DrawArea& a) { a.PaintOval(SYS_Point(5, 6), 7L, 2); },
+       {4, 5, 6, 8, 7, 7, 2}},
+      {"FrameOval forms", [](UI_DrawArea& a) { a.FrameOval(SYS_Point(1, 1), 9L, 4), a.FrameOval(SYS_Box(0, 0, 4, 2), 4); },
+       {4, 1, 1, 9, 9, 9, 4, 4, 2, 1, 9, 4, 2, 4}},
+      {"FrameArc points", [](UI_DrawArea& a) { a.FrameArc(10L, 20L, SYS_Point(1, 2), SYS_Point(3, 4), 5); },
+       {10, 10, 20, 1, 2, 3, 4, 5}},
+      {"FrameArc box and points forwards", [](UI_DrawArea& a) { a.FrameArc(SYS_Box(0, 0, 10, 20), SYS_Point(1, 2), SYS_Point(3, 4), 5); },
+       {4, 5, 10, 10, 10, 20, 1, 2, 3, 4, 5}},
+      {"FrameArc angles as doubles", [](UI_DrawArea& a) { a.FrameArc(SYS_Box(1, 2, 3, 4), 0.0, -1.5, 7); },
+       {40, 1, 2, 3, 4, 0, 0, 0, 0xBFF80000, 7}},
+      {"PolyLine", [](UI_DrawArea& a) { a.PolyLine(2, pts, 10, 3); }, {11, 2, 10, 3, 1, 2, 3, 4}},
+      {"PolyLine empty", [](UI_DrawArea& a) { a.PolyLine(0, nullptr, 10, 3); }, {11, 0, 10, 3}},
+      {"PolyPolyline", [](UI_DrawArea& a) { const unsigned long c[] = {1, 2}; a.PolyPolyline(pts, c, 2); },
+       {12, 2, 1, 2, 1, 2, 3, 4, 5, 6}},
+      {"PolyPolygon fill last", [](UI_DrawArea& a) { const int c[] = {3}; a.PolyPolygon(pts, c, 1, UI_PolySolid); },
+       {13, 1, 3, 1, 2, 3, 4, 5, 6, 1}},
+      {"DrawHatchedPoly", [](UI_DrawArea& a) { a.DrawHatchedPoly(3, pts); }, {13, 1, 3, 1, 2, 3, 4, 5, 6, 3}},
+      {"DrawLine", [](UI_DrawArea& a) { a.DrawLine(SYS_Point(1, 2), SYS_Point(3, 4), 5, 6); }, {14, 1, 2, 3, 4, 5, 6}},
+      {"DrawCross", [](UI_DrawArea& a) { a.DrawCross(SYS_Point(1, 2), 3); }, {15, 1, 2, 3}},
+      {"DrawBox size", [](UI_DrawArea& a) { a.DrawBox(4L, 6L, 1); }, {16, 4, 6, 1}},
+      {"DrawBox two points forwards", [](UI_DrawArea& a) { a.DrawBox(SYS_Point(4, 6), SYS_Point(0, 0), 1); },
+       {4, 2, 3, 16, 4, 6, 1}},
+      {"DrawIcon handle and number", [](UI_DrawArea& a) { a.DrawIcon(HICON{9}, SYS_Point(1, 2), 1), a.DrawIcon(8, SYS_Point(3, 4), 0); },
+       {17, 9, 1, 2, 1, 17, 8, 3, 4, 0}},
+      {"DrawMarker", [](UI_DrawArea& a) { a.DrawMarker(2, SYS_Point(1, 2)); }, {18, 2, 1, 2}},
+      {"text state", [](UI_DrawArea& a) { a.TextAlign(1, 2), a.TextMirror(1), a.TextExtra(3), a.TextFace(4), a.TextPath(-90.7), a.TextSize(5, 6); },
+       {19, 1, 2, 20, 1, 21, 3, 22, 4, 23, W(-90), 24, 5, 6}},
+      {"DrawString of 3 takes 1 word", [](UI_DrawArea& a) { a.DrawString("abc"); }, {25, 1, 0x00636261}},
+      {"DrawString of 4 takes 2 words", [](UI_DrawArea& a) { a.DrawString("abcd"); }, {25, 2, 0x64636261, 0}},
+      {"DrawString empty", [](UI_DrawArea& a) { a.DrawString(""); }, {25, 1, 0}},
+      {"DrawXorText coordinates", [](UI_DrawArea& a) { a.DrawXorText("ab", 1, 2, SYS_Point(3, 4), 1); },
+       {26, 1, 0x6261, 1, 2, 3, 4, 1}},
+      {"DrawXorText box flags its string word", [](UI_DrawArea& a) { a.DrawXorText("ab", 1, 2, SYS_Box(3, 4, 5, 6), 1); },
+       {26, 0x80000001, 0x6261, 1, 2, 3, 4, 5, 6, 1}},
+      {"DrawReplaceText records 26 too", [](UI_DrawArea& a) { a.DrawReplaceText("ab", 0, 0, 3L, 4L, 0); },
+       {26, 1, 0x6261, 0, 0, 3, 4, 0}},
+      {"FillRect", [](UI_DrawArea& a) { a.FillRect(SYS_Box(1, 2, 3, 4), 5); }, {27, 1, 2, 3, 4, 5}},
+      {"brightness outline", [](UI_DrawArea& a) { a.SetBrightness(50), a.SetOutlineMode(1); }, {28, 50, 29, 1}},
+      {"infinite lines", [](UI_DrawArea& a) { a.DrawInfiniteOrthoLine(SYS_Point(1, 2), EOrthoBoth), a.DrawInfiniteDiagonalLine(SYS_Point(3, 4), EDiagonalFalling); },
+       {30, 2, 1, 2, 31, 1, 3, 4}},
+      {"colours and modes", [](UI_DrawArea& a) { a.TextColor(3), a.PenMode(1), a.PenCap(2), a.BackColor(0); },
+       {32, 3, 33, 1, 36, 2, 48, 0}},
+      {"viewports", [](UI_DrawArea& a) { SYS_Box b(1, 2, 3, 4); a.SetVP(b), a.SetAndAdjustVP(b), a.SetRedrawRect(b); },
+       {34, 1, 2, 3, 4, 46, 1, 2, 3, 4, 45, 1, 2, 3, 4}},
+      {"SetTextFont", [](UI_DrawArea& a) { TextFont f; f.face.Set("Sans"); f.height = 10, f.width = 0, f.style = UI_FontBold; a.SetTextFont(f); },
+       {35, 2, 0x736E6153, 0, 10, 0, 1}},
+      {"paths", [](UI_DrawArea& a) { a.BeginPath(), a.EndPath(), a.PaintPath(); }, {37, 38, 39}},
+      {"PaintArea", [circle](UI_DrawArea& a) { a.PaintArea(circle, 4); }, Concat({{41}, ImageWords(circle), {4}})},
+      {"EraseArea of an empty region", [](UI_DrawArea& a) { a.EraseArea(DARegion()); }, {42, 8, 0}},
+      {"DrawTTFString", [](UI_DrawArea& a) { CFontInfo f{3}; a.DrawTTFString("x", &f), a.DrawTTFString("y", nullptr); },
+       {43, 3, 1, 'x', 43, 0, 1, 'y'}},
+      {"PaintPoly", [](UI_DrawArea& a) { _polyHead h[] = {{2, 2}, {1, 3}}; a.PaintPoly(2, h, pts); },
+       {44, 2, 2, 2, 1, 3, 1, 2, 3, 4, 5, 6}},
+      {"EraseRect", [](UI_DrawArea& a) { a.EraseRect(SYS_Box(1, 2, 3, 4)); }, {47, 1, 2, 3, 4}},
+      {"DrawFilledBox", [](UI_DrawArea& a) { a.DrawFilledBox(SYS_Box(1, 2, 3, 4), 5); }, {49, 1, 2, 3, 4, 5}},
+      {"DrawDotGrid", [](UI_DrawArea& a) { a.DrawDotGrid(SYS_Point(1, 2), 3, 4, SYS_Box(5, 6, 7, 8)); },
+       {50, 1, 2, 3, 4, 5, 6, 7, 8}},
+      {"batch start records pen 15 and size -1", [](UI_DrawArea& a) { a.StartBatchDraw(1); }, {1, 15, 2, W(-1)}},
+      {"pin number string", [](UI_DrawArea& a) { a.DrawPinNumberString("1", SYS_Position(5, 6, 0, 0), 1.0); },
+       {4, 5, 6, 25, 1, '1'}},
+  };
+}
+
+TEST(DrawingTest, RecordingLayouts) {
+  for (const LayoutCase& c : LayoutCases()) {
+    SCOPED_TRACE(c.name);
+    CDynamic d;
+    UI_DrawArea area;
+    area.AttachDrawing(&d);
+    c.draw(area);
+    EXPECT_EQ(WordsOf(d), c.expected);
+  }
+}
+
+// Replays into a second recording area give the same words, and the description has one
+// line per command.
+TEST(DrawingTest, EveryCommandRoundTrips) {
+  for (const LayoutCase& c : LayoutCases()) {
+    SCOPED_TRACE(c.name);
+    CDynamic first, second;
+    UI_DrawArea a, b;
+    a.AttachDrawing(&first);
+    b.AttachDrawing(&second);
+    c.draw(a);
+    const UI_PlayResult r = first.Play(b);
+    EXPECT_TRUE(r.IsComplete()) << r.GetReason();
+    EXPECT_EQ(r.position, first.GetCount());
+    EXPECT_EQ(WordsOf(second), WordsOf(first));
+    std::string text;
+    UI_DrawingPlayer::Describe(first.GetWords(), first.GetCount(), text);
+    EXPECT_EQ(static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')), r.played);
+  }
+}
+
+// A random drawing call, with random arguments.
+void RandomCall(UI_DrawArea& a, std::mt19937& rng) {
+  auto v = [&] { return static_cast<long>(static_cast<std::int32_t>(rng())); };
+  auto small = [&] { return static_cast<int>(rng() % 5); };
+  std::vector<SYS_Point> pts(rng() % 6);
+  for (SYS_Point& p : pts) p = SYS_Point(v(), v());
+  const int n = static_cast<int>(pts.size());
+  switch (rng() % 24) {
+    case 0: a.PenColor(static_cast<std::uint32_t>(v())); break;
+    case 1: a.MoveTo(SYS_Point(v(), v())); break;
+    case 2: a.LineToRel(v(), v(), 3); break;
+    case 3: a.PaintOval(v(), v(), 1); break;
+    case 4: a.FrameArc(v(), v(), SYS_Point(v(), v()), SYS_Point(v(), v()), 2); break;
+    case 5: a.PolyLine(n, pts.data(), v(), 4); break;
+    case 6: {
+      const unsigned long c[] = {static_cast<unsigned long>(n / 2), static_cast<unsigned long>(n - n / 2)};
+      a.PolyPolyline(pts.data(), c, 2);
+      break;
+    }
+    case 7: a.PolyPolygon(pts.data(), &n, 1, small()); break;
+    case 8: a.DrawLine(SYS_Point(v(), v()), SYS_Point(v(), v()), v(), 5); break;
+    case 9: a.TextPath(static_cast<double>(v())); break;
+    case 10: a.DrawString(std::string(rng() % 9, 'q').c_str()); break;
+    case 11: a.DrawXorText("t", small(), small(), SYS_Box(v(), v(), v(), v()), 1); break;
+    case 12: a.DrawReplaceText("tt", small(), small(), v(), v(), 0); break;
+    case 13: a.FillRect(SYS_Box(v(), v(), v(), v()), 6); break;
+    case 14: {
+      TextFont f;
+      f.face.Set(std::string(rng() % 32, 'f').c_str());
+      f.height = static_cast<std::int32_t>(v());
+      a.SetTextFont(f);
+      break;
+    }
+    case 15: a.FrameArc(SYS_Box(v(), v(), v(), v()), v() * 0.5, v() * 0.25, 7); break;
+    case 16: a.PaintArea(CircleRegion(static_cast<int>(v() % 1000), 0, 50), 8); break;
+    case 17: a.EraseArea(DARegion()); break;
+    case 18: {
+      CFontInfo f{static_cast<std::int32_t>(v())};
+      a.DrawTTFString("ttf", &f);
+      break;
+    }
+    case 19: {
+      _polyHead h[] = {{n, 2}};
+      a.PaintPoly(1, h, pts.data());
+      break;
+    }
+    case 20: a.DrawDotGrid(SYS_Point(v(), v()), v(), v(), SYS_Box(v(), v(), v(), v())); break;
+    case 21: a.StartBatchDraw(1); break;
+    case 22: a.DrawIcon(static_cast<int>(v()), SYS_Point(v(), v()), small()); break;
+    default: a.DrawInfiniteDiagonalLine(SYS_Point(v(), v()), static_cast<EDiagonalLine>(small())); break;
+  }
+}
+
+TEST(DrawingTest, RandomSequencesRoundTripAndPrefixesStopCleanly) {
+  std::mt19937 rng(20261123);
+  for (int iteration = 0; iteration < 200; ++iteration) {
+    CDynamic first, second;
+    UI_DrawArea a, b;
+    a.AttachDrawing(&first);
+    b.AttachDrawing(&second);
+    const int calls = 1 + static_cast<int>(rng() % 40);
+    for (int i = 0; i < calls; ++i) RandomCall(a, rng);
+    ASSERT_TRUE(first.Play(b).IsComplete());
+    ASSERT_EQ(WordsOf(second), WordsOf(first));
+    EXPECT_EQ(second.GetBounds(), first.GetBounds());
+
+    // Any prefix plays up to a command boundary, and what it plays is a prefix of the stream.
+    const std::size_t cut = rng() % first.GetCount();
+    CDynamic partial;
+    UI_DrawArea c;
+    c.AttachDrawing(&partial);
+    const UI_PlayResult r = UI_DrawingPlayer::Play(first.GetWords(), cut, c);
+    ASSERT_LE(r.position, cut);
+    EXPECT_EQ(partial.GetCount(), r.position);
+    EXPECT_TRUE(std::equal(partial.GetWords(), partial.GetWords() + partial.GetCount(), first.GetWords()));
+    if (!r.IsComplete()) {
+      EXPECT_NE(r.status, UI_PlayStatus::UnknownCommand);
+    }
+  }
+}
+
+TEST(DrawingTest, CorruptStreamsStopAtTheCommand) {
+  const Words circle = Concat({{41}, ImageWords(CircleRegion(0, 0, 10)), {1}});
+  Words badRegion = circle;
+  badRegion[1] += 4;  // declared length no longer matches the polygon
+  Words shortRegion = circle;
+  shortRegion.resize(shortRegion.size() - 3);
+  struct Case {
+    const char* name;
+    Words words;
+    UI_PlayStatus status;
+    std::size_t position;
+  } cases[] = {
+      {"command 0", {4, 1, 2, 0}, UI_PlayStatus::UnknownCommand, 3},
+      {"command 51", {51}, UI_PlayStatus::UnknownCommand, 0},
+      {"huge command", {1, 2, 0xFFFFFFFF}, UI_PlayStatus::UnknownCommand, 2},
+      {"MoveTo cut", {4, 1}, UI_PlayStatus::Truncated, 0},
+      {"colour missing", {1, 3, 6, 1, 2}, UI_PlayStatus::Truncated, 2},
+      {"PolyLine count past end", {11, 0x10000000, 0, 0, 1, 2}, UI_PlayStatus::BadCount, 0},
+      {"PolyLine negative", {11, W(-1), 0, 0}, UI_PlayStatus::BadCount, 0},
+      {"PolyPolyline total past end", {12, 2, 1, 0xFFFFFFFF, 1, 2}, UI_PlayStatus::BadCount, 0},
+      {"PolyPolyline number past end", {12, 0x7FFFFFFF}, UI_PlayStatus::BadCount, 0},
+      {"PolyPolygon negative count", {13, 1, W(-2), 0}, UI_PlayStatus::BadCount, 0},
+      {"PolyPolygon missing fill", {13, 1, 1, 5, 5}, UI_PlayStatus::Truncated, 0},
+      {"string without zero", {25, 1, 0x61616161}, UI_PlayStatus::BadString, 0},
+      {"string of zero words", {25, 0}, UI_PlayStatus::BadString, 0},
+      {"string past end", {25, 5, 0}, UI_PlayStatus::BadCount, 0},
+      {"text arguments cut", {26, 1, 0x61, 1, 2, 3}, UI_PlayStatus::Truncated, 0},
+      {"box text arguments cut", {26, 0x80000001, 0x61, 1, 2, 3, 4, 5}, UI_PlayStatus::Truncated, 0},
+      {"font face too long", Concat({{35, 9}, Words(8, 0x41414141), {0, 1, 2, 3}}), UI_PlayStatus::BadString, 0},
+      {"region length not words", {42, 9, 0}, UI_PlayStatus::BadRegion, 0},
+      {"region length past end", {42, 4000, 0}, UI_PlayStatus::BadRegion, 0},
+      {"region counts inconsistent", badRegion, UI_PlayStatus::BadRegion, 0},
+      {"region cut", shortRegion, UI_PlayStatus::BadRegion, 0},
+      {"region colour missing", Words(circle.begin(), circle.end() - 1), UI_PlayStatus::Truncated, 0},
+      {"PaintPoly heads past end", {44, 0x40000000, 1}, UI_PlayStatus::BadCount, 0},
+      {"PaintPoly negative head", {44, 1, W(-1), 2}, UI_PlayStatus::BadCount, 0},
+      {"PaintPoly points past end", {44, 1, 5, 2, 1, 2}, UI_PlayStatus::BadCount, 0},
+      {"angles cut", {40, 1, 2, 3, 4, 0, 0, 0}, UI_PlayStatus::Truncated, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    CDynamic d;
+    UI_DrawArea area;
+    area.AttachDrawing(&d);
+    const UI_PlayResult r = UI_DrawingPlayer::Play(c.words.data(), c.words.size(), area);
+    EXPECT_EQ(r.status, c.status) << r.GetReason();
+    EXPECT_EQ(r.position, c.position);
+    EXPECT_EQ(r.command, c.words[c.position]);
+    // Everything before the bad command was played, nothing of it.
+    EXPECT_EQ(WordsOf(d), Words(c.words.begin(), c.words.begin() + static_cast<long>(c.position)));
+    std::string text;
+    UI_DrawingPlayer::Describe(c.words.data(), c.words.size(), text);
+    EXPECT_NE(text.find("stopped at word"), std::string::npos);
+  }
+}
+
+TEST(DrawingTest, PlayerKeepsPositionAndPen) {
+  CDynamic d;
+  UI_DrawArea a;
+  a.AttachDrawing(&d);
+  a.MoveTo(SYS_Point(10, 10));
+  a.LineToRel(5, -5, 1);
+  a.PenColor(7);
+  a.PenSize(30);
+  UI_DrawArea sink;
+  const UI_PlayResult r = d.Play(sink);
+  EXPECT_EQ(r.cursor, SYS_Point(15, 5));
+  EXPECT_EQ(r.penColor, SYS_CompositeColor(7));
+  EXPECT_EQ(r.penSize, 30);
+  EXPECT_EQ(r.played, 4u);
+  // Playing from the middle starts at that word.
+  EXPECT_EQ(d.Play(sink, 3).played, 3u);
+  EXPECT_EQ(d.Play(sink, d.GetCount() + 5).played, 0u);
+}
+
+TEST(DrawingTest, DescribeNamesEachCommand) {
+  CDynamic d;
+  UI_DrawArea a;
+  a.AttachDrawing(&d);
+  a.MoveTo(SYS_Point(10, -20));
+  a.PenColor(SYS_CompositeColor::Rgb(255, 0, 0));
+  a.DrawString("say \"hi\"\n");
+  a.PaintArea(CircleRegion(0, 0, 5), 3);
+  std::string text;
+  EXPECT_TRUE(UI_DrawingPlayer::Describe(d.GetWords(), d.GetCount(), text).IsComplete());
+  EXPECT_EQ(text,
+            "4 MoveTo 10 -20\n"
+            "1 PenColor rgb:ff\n"
+            "25 DrawString \"say \\\"hi\\\"\\x0a\"\n"
+            "41 PaintArea polygons 1 [flag 2 width 0 0 -5 0 -5 arc 0 0 -162000000 486000000 ] index:3\n");
+  EXPECT_EQ(UI_DrawingPlayer::CommandName(0), nullptr);
+  EXPECT_STREQ(UI_DrawingPlayer::CommandName(50), "DrawDotGrid");
+}
+
+// A live surface that remembers what it was asked.
+class LiveArea : public UI_DrawArea {
+ public:
+  SYS_Box DrawXorText(const char* text, int h, int v, long x, long y, int redraw) override {
+    calls.push_back("xor " + std::string(text) + " " + std::to_string(x) + " " + std::to_string(redraw));
+    return SYS_Box(x, y, x + 10, y + 10);
+  }
+  SYS_Box DrawXorText(const char* text, int h, int v, SYS_Box box, int redraw) override {
+    calls.push_back("xorbox " + std::string(text) + " " + std::to_string(redraw));
+    return box;
+  }
+  SYS_Box DrawReplaceText(const char* text, int h, int v, long x, long y, int redraw) override {
+    calls.push_back("replace " + std::string(text) + " " + std::to_string(redraw));
+    return SYS_Box(1, 1, 1, 1);
+  }
+  std::vector<std::string> calls;
+  std::vector<SYS_Box> redraws;
+
+ protected:
+  void RedrawDrawing(UI_DrawAreaImpl* impl, SYS_Box* box, int flag) override {
+    EXPECT_EQ(flag, 1);
+    EXPECT_NE(dynamic_cast<CDynamic*>(impl), nullptr);
+    redraws.push_back(*box);
+  }
+};
+
+TEST(DrawingTest, BatchesAndTextReachTheLiveTarget) {
+  CDynamic d;
+  LiveArea live;
+  d.SetLiveTarget(&live);
+  UI_DrawArea a;
+  a.AttachDrawing(&d);
+  a.StartBatchDraw(1);
+  a.StartBatchDraw(1);
+  EXPECT_EQ(d.GetBatchDepth(), 2);
+  a.FillRect(SYS_Box(0, 0, 10, 20), 1);
+  a.EndBatchDraw();
+  a.EndBatchDraw();
+  a.EndBatchDraw();  // at depth 0: no redraw, depth stays 0
+  EXPECT_EQ(d.GetBatchDepth(), 0);
+  ASSERT_EQ(live.redraws.size(), 2u);
+  EXPECT_EQ(live.redraws[0], SYS_Box(0, 0, 10, 20));
+
+  EXPECT_EQ(a.DrawXorText("a", 0, 0, SYS_Point(5, 6), 1), SYS_Box(5, 6, 15, 16));
+  EXPECT_EQ(a.DrawXorText("b", 0, 0, SYS_Box(1, 2, 3, 4), 1), SYS_Box(1, 2, 3, 4));
+  EXPECT_EQ(a.DrawReplaceText("c", 0, 0, SYS_Point(5, 6), 1), SYS_Box(1, 1, 1, 1));
+  EXPECT_EQ(live.calls, (std::vector<std::string>{"xor a 5 0", "xorbox b 0", "replace c 0"}));
+  // The recorded commands keep the caller's last argument.
+  EXPECT_EQ(d.GetWords()[d.GetCount() - 1], 1u);
+}
+
+TEST(DrawingTest, NothingAttachedRecordsNothingAndDefaultsAreNeutral) {
+  UI_DrawArea a;
+  SYS_Point pts[] = {SYS_Point(1, 1)};
+  a.MoveTo(SYS_Point(1, 1));
+  a.PolyLine(1, pts, 1, 1);
+  a.StartBatchDraw(1);
+  a.EndBatchDraw();
+  a.PaintArea(CircleRegion(0, 0, 1), 1);
+  a.FrameArc(10L, 10L, 0.0, 1.0, 1);
+  EXPECT_EQ(a.DrawXorText("x", 0, 0, 1L, 1L, 0), SYS_Box());
+  EXPECT_EQ(a.GetAttachedDrawing(), nullptr);
+
+  SYS_Point origin(3, 3);
+  EXPECT_EQ(a.GetScale(&origin), 1.0);
+  EXPECT_EQ(a.SetScale(2.0, &origin, 1), 0);
+  EXPECT_EQ(a.GetPixelSize(), 0.0);
+  EXPECT_EQ(a.EnableCoordConversion(0), 1);
+  EXPECT_EQ(a.GetPixelRatio(), 1.0);
+  EXPECT_EQ(a.GetTextLen("abc"), 0);
+  EXPECT_EQ(a.GetPenColor(), SYS_CompositeColor());
+  EXPECT_EQ(a.GetCurrentPaletteColorRGB(1), 0u);
+  EXPECT_EQ(a.GetDrawing("x"), nullptr);
+  EXPECT_EQ(a.GetDDynamicModeState(), EDDynamicOff);
+  EXPECT_TRUE(a.GetStrokeFaceName().IsEmpty());
+  SYS_Box vp(1, 2, 3, 4);
+  a.GetVP(vp);
+  EXPECT_EQ(vp, SYS_Box(1, 2, 3, 4));
+  EXPECT_EQ(a.World2Screen(SYS_Point(10, 20)), CPoint(10, 20));
+  EXPECT_EQ(a.Screen2World(CPoint(10, 20)), SYS_Point(10, 20));
+  EXPECT_EQ(a.World2Screen(SYS_Box(1, 2, 3, 4)), CRect(1, 2, 3, 4));
+  EXPECT_EQ(a.Screen2World(CRect(1, 2, 3, 4)), SYS_Box(1, 2, 3, 4));
+  EXPECT_EQ(a.Scale2ScreenX(500), 1);
+  EXPECT_EQ(a.Scale2WorldY(7), 1);
+  std::unique_ptr<UI_DrawArea> clone(a.Clone());
+  EXPECT_EQ(clone->GetAttachedDrawing(), nullptr);
+}
+
+TEST(DrawingTest, ChangeEventOncePerCommandAndBounds) {
+  CDynamic d;
+  std::vector<int> counts;
+  struct Listener {
+    std::vector<int>* out;
+    int On(int code, int* data) {
+      out->push_back(code == 1 ? *data : -code);
+      return 0;
+    }
+  } listener{&counts};
+  SCC_ObjectEventHook<Listener, int> hook(&listener, &Listener::On, d.GetChangeEvent());
+  UI_DrawArea a;
+  a.AttachDrawing(&d);
+  SYS_Point pts[] = {SYS_Point(-50, 0), SYS_Point(0, 70), SYS_Point(20, 0)};
+  a.PolyLine(3, pts, 10, 1);
+  a.MoveTo(SYS_Point(100, 100));
+  a.PaintOval(SYS_Point(200, 200), 40L, 1);
+  a.PaintArea(CircleRegion(0, -300, 10), 2);
+  EXPECT_EQ(counts, (std::vector<int>{10, 13, 16, 20, static_cast<int>(d.GetCount())}));
+  EXPECT_EQ(d.GetBounds(), SYS_Box(-55, -310, 220, 220));
+  d.Clear();
+  EXPECT_EQ(counts.back(), -6);
+  EXPECT_EQ(d.GetCount(), 0u);
+  EXPECT_FALSE(d.GetBounds().IsValid());
+}
+
+class DrawingFileTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = std::filesystem::temp_directory_path() /
+           ("drawing_test_" + std::to_string(::getpid()) + "_" +
+            ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    std::filesystem::create_directories(dir_);
+  }
+  void TearDown() override { std::filesystem::remove_all(dir_); }
+  std::string Path(const char* name) const { return (dir_ / name).string(); }
+  void WriteBytes(const std::string& path, const std::vector<unsigned char>& bytes) const {
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
+                                                static_cast<std::streamsize>(bytes.size()));
+  }
+  std::vector<unsigned char> ReadBytes(const std::string& path) const {
+    std::ifstream in(path, std::ios::binary);
+    return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), {});
+  }
+  std::filesystem::path dir_;
+};
+
+TEST_F(DrawingFileTest, SaveLoadRoundTripReplacesAtomically) {
+  CDynamic d;
+  UI_DrawArea a;
+  a.AttachDrawing(&d);
+  a.MoveTo(SYS_Point(1, 2));
+  a.DrawString("text");
+  a.PaintArea(CircleRegion(10, 10, 5), 3);
+  const std::string path = Path("board.bxd");
+  WriteBytes(path, {'o', 'l', 'd'});
+  ASSERT_EQ(d.Save(path.c_str()), 1);
+  const std::vector<unsigned char> bytes = ReadBytes(path);
+  ASSERT_EQ(bytes.size(), 12 + 4 * d.GetCount());
+  EXPECT_EQ(std::vector<unsigned char>(bytes.begin(), bytes.begin() + 12),
+            (std::vector<unsigned char>{'B', 'X', 'D', 'W', 1, 0, 0, 0,
+                                        static_cast<unsigned char>(d.GetCount()), 0, 0, 0}));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_), {}), 1);  // no temp left
+
+  CDynamic loaded;
+  ASSERT_EQ(loaded.Load(path.c_str()), 1);
+  EXPECT_EQ(WordsOf(loaded), WordsOf(d));
+  EXPECT_EQ(loaded.GetBounds(), d.GetBounds());
+  EXPECT_EQ(loaded.GetCursor(), d.GetCursor());
+
+  // A save into a missing directory fails and leaves nothing behind.
+  EXPECT_EQ(d.Save(Path("missing/x.bxd").c_str()), 0);
+}
+
+TEST_F(DrawingFileTest, BadFilesAreRefusedAndLeaveTheDrawingAlone) {
+  CDynamic good;
+  UI_DrawArea a;
+  a.AttachDrawing(&good);
+  a.MoveTo(SYS_Point(1, 2));
+  const std::string goodPath = Path("good.bxd");
+  ASSERT_EQ(good.Save(goodPath.c_str()), 1);
+  const std::vector<unsigned char> base = ReadBytes(goodPath);  // header + 3 words
+
+  auto with = [&](std::function<void(std::vector<unsigned char>&)> change) {
+    std::vector<unsigned char> b = base;
+    change(b);
+    return b;
+  };
+  const struct {
+    const char* name;
+    std::vector<unsigned char> bytes;
+  } cases[] = {
+      {"empty", {}},
+      {"short header", {'B', 'X', 'D'}},
+      {"bad magic", with([](auto& b) { b[0] = 'b'; })},
+      {"bad version", with([](auto& b) { b[4] = 2; })},
+      {"count too large", with([](auto& b) { b[8] = 4; })},
+      {"count too small", with([](auto& b) { b[8] = 2; })},
+      {"absurd count", with([](auto& b) { b[8] = b[9] = b[10] = b[11] = 0xFF; })},
+      {"truncated", with([](auto& b) { b.pop_back(); })},
+      {"trailing byte", with([](auto& b) { b.push_back(0); })},
+      {"unknown command", with([](auto& b) { b[12] = 99; })},
+      {"command cut", with([](auto& b) { b[12] = 3; })},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const std::string path = Path("bad.bxd");
+    WriteBytes(path, c.bytes);
+    CDynamic d;
+    UI_DrawArea rec;
+    rec.AttachDrawing(&d);
+    rec.PenColor(9);
+    EXPECT_EQ(d.Load(path.c_str()), 0);
+    EXPECT_EQ(WordsOf(d), (Words{1, 9}));
+  }
+
+  CDynamic d;
+  std::filesystem::create_symlink(goodPath, Path("link.bxd"));
+  EXPECT_EQ(d.Load(Path("link.bxd").c_str()), 0);  // never through a link
+  EXPECT_EQ(d.Load(dir_.c_str()), 0);              // not a regular file
+  EXPECT_EQ(d.Load(Path("none.bxd").c_str()), 0);
+  UI_PlayResult why;
+  const std::vector<unsigned char> cut = with([](auto& b) { b[12] = 3; });
+  EXPECT_EQ(d.LoadImage(cut.data(), cut.size(), &why), 0);
+  EXPECT_EQ(why.status, UI_PlayStatus::Truncated);
+  EXPECT_EQ(d.Load(goodPath.c_str()), 1);
+  EXPECT_EQ(WordsOf(d), WordsOf(good));
+}
+
+TEST(DrawingTest, ProcessorShowsChangesOnTheLiveSurface) {
+  CDynamic shown;
+  UI_DrawArea live;
+  live.AttachDrawing(&shown);
+  CDrawAreaProcessor processor(&live);
+  UI_DrawArea editor;
+  CDynamic* board = processor.Attach("board", editor);
+  EXPECT_EQ(processor.GetDrawing("board"), board);
+  EXPECT_EQ(processor.FindDrawing("other"), nullptr);
+  EXPECT_EQ(board->GetLiveTarget(), &processor);
+
+  // Outside a batch every command is shown at once, in a batch of the live surface.
+  editor.MoveTo(SYS_Point(1, 2));
+  EXPECT_EQ(WordsOf(shown), (Words{1, 15, 2, W(-1), 4, 1, 2}));
+  EXPECT_EQ(processor.GetShown("board"), 3u);
+
+  // Inside a batch the words wait until the outermost batch closes.
+  shown.Clear();
+  editor.StartBatchDraw(1);
+  editor.StartBatchDraw(1);
+  editor.DrawCross(SYS_Point(5, 5), 2);
+  editor.EndBatchDraw();
+  EXPECT_EQ(shown.GetCount(), 0u);
+  editor.EndBatchDraw();
+  EXPECT_EQ(WordsOf(shown), (Words{1, 15, 2, W(-1), 1, 15, 2, W(-1), 1, 15, 2, W(-1), 15, 5, 5, 2}));
+  EXPECT_EQ(processor.GetShown("board"), board->GetCount());
+
+  // Text reaches the live surface once: drawn when recorded, skipped by the replay.
+  shown.Clear();
+  editor.DrawXorText("T", 0, 0, 7L, 8L, 1);
+  EXPECT_EQ(WordsOf(shown), (Words{1, 15, 2, W(-1), 26, 1, 'T', 0, 0, 7, 8, 0}));
+
+  // A full redraw plays everything, text included.
+  shown.Clear();
+  const UI_PlayResult r = processor.Replay("board");
+  EXPECT_TRUE(r.IsComplete());
+  EXPECT_EQ(std::count(shown.GetWords(), shown.GetWords() + shown.GetCount(), 26u), 1);
+
+  // Two drawings are kept apart; clearing one starts it again from its first word.
+  UI_DrawArea second;
+  processor.Attach("overlay", second);
+  second.SetPixel(SYS_Point(0, 0), 1);
+  EXPECT_EQ(processor.GetNames(), (std::vector<std::string>{"board", "overlay"}));
+  board->Clear();
+  EXPECT_EQ(processor.GetShown("board"), 0u);
+  editor.AttachDrawing(nullptr);
+  EXPECT_EQ(processor.RemoveDrawing("board"), 1);
+  EXPECT_EQ(processor.RemoveDrawing("board"), 0);
+}
+
+TEST(DrawingTest, ProcessorReportsABadStreamOnce) {
+  UI_DrawArea live;
+  CDynamic shown;
+  live.AttachDrawing(&shown);
+  CDrawAreaProcessor processor(&live);
+  CDynamic* d = processor.GetDrawing("raw");
+  d->Append(4);  // a MoveTo without its point
+  EXPECT_EQ(processor.GetLastFailure().status, UI_PlayStatus::Truncated);
+  EXPECT_EQ(processor.GetShown("raw"), 1u);
+  EXPECT_EQ(WordsOf(shown), (Words{1, 15, 2, W(-1)}));
+}
+
+}  // namespace
