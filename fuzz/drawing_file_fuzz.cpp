@@ -17,9 +17,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (drawing.GetCount() != 0) abort();
     return 0;
   }
-  // A loaded file holds exactly the words its header declared (the re-recording may only
-  // normalise string padding, which keeps the word count).
+  // A loaded file holds exactly the words it declared.
   if (12 + 4 * drawing.GetCount() != size) abort();
+  for (std::size_t i = 0; i < drawing.GetCount(); ++i) {
+    const unsigned char* w = data + 12 + 4 * i;
+    if (drawing.GetWords()[i] != (w[0] | w[1] << 8 | w[2] << 16 | static_cast<std::uint32_t>(w[3]) << 24))
+      abort();
+  }
   CDynamic copy;
   UI_DrawArea recorder;
   recorder.AttachDrawing(&copy);

@@ -269,6 +269,8 @@ TEST(DrawingTest, CorruptStreamsStopAtTheCommand) {
       {"PolyPolygon missing fill", {13, 1, 1, 5, 5}, UI_PlayStatus::Truncated, 0},
       {"string without zero", {25, 1, 0x61616161}, UI_PlayStatus::BadString, 0},
       {"string of zero words", {25, 0}, UI_PlayStatus::BadString, 0},
+      {"string ends before its last word", {25, 2, 0x61, 0}, UI_PlayStatus::BadString, 0},
+      {"string padding not zero", {25, 1, 0x41000061}, UI_PlayStatus::BadString, 0},
       {"string past end", {25, 5, 0}, UI_PlayStatus::BadCount, 0},
       {"text arguments cut", {26, 1, 0x61, 1, 2, 3}, UI_PlayStatus::Truncated, 0},
       {"box text arguments cut", {26, 0x80000001, 0x61, 1, 2, 3, 4, 5}, UI_PlayStatus::Truncated, 0},

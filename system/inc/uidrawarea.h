@@ -61,6 +61,7 @@ class SYS_CompositeColor {
   constexpr SYS_CompositeColor(std::uint32_t word) : word_(word) {}
   constexpr SYS_CompositeColor(int word) : word_(static_cast<std::uint32_t>(word)) {}
   constexpr SYS_CompositeColor(long word) : word_(static_cast<std::uint32_t>(word)) {}
+  constexpr SYS_CompositeColor(unsigned long word) : word_(static_cast<std::uint32_t>(word)) {}
 
   /// Palette entry `index` (0 ... 65535).
   static constexpr SYS_CompositeColor Index(int index) {

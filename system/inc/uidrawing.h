@@ -20,7 +20,7 @@ enum class UI_PlayStatus : std::int32_t {
   UnknownCommand = 1,  ///< the command number is not 1 ... 50
   Truncated = 2,       ///< the command's words run past the end of the stream
   BadCount = 3,        ///< a count or size is negative or larger than the stream could hold
-  BadString = 4,       ///< a string has no terminating zero within its words
+  BadString = 4,       ///< a string is not laid out as recorded (zero missing or early, padding not zero)
   BadRegion = 5,       ///< a region image is malformed
 };
 

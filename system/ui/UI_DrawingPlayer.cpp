@@ -66,22 +66,29 @@ class Reader {
     if (n < 0 || static_cast<std::size_t>(n) > Remaining() / wordsEach) return Fail(Status::BadCount), 0;
     return static_cast<std::size_t>(n);
   }
-  // A string of n words (n from the length word, masked by `mask`) with a zero inside.
+  // A string of n words (n from the length word, masked by `mask`) laid out as the recorder
+  // lays it out: its zero in the last word and only zeros after it, so that a replay records
+  // the same words again.
   std::string String(std::uint32_t mask = 0xFFFFFFFFu) {
     const std::uint32_t n = Word() & mask;
     if (!Ok()) return {};
     if (n == 0 || n > Remaining()) return Fail(n == 0 ? Status::BadString : Status::BadCount), std::string();
     std::string s;
+    bool ended = false;
     for (std::uint32_t i = 0; i < n; ++i)
       for (int b = 0; b < 4; ++b) {
         const char c = static_cast<char>(w_[at_ + i] >> (8 * b));
-        if (c == 0) {
-          at_ += n;
-          return s;
+        if (ended && c != 0) return Fail(Status::BadString), std::string();
+        if (c == 0 && !ended) {
+          if (i + 1 != n) return Fail(Status::BadString), std::string();
+          ended = true;
+        } else if (!ended) {
+          s.push_back(c);
         }
-        s.push_back(c);
       }
-    return Fail(Status::BadString), std::string();
+    if (!ended) return Fail(Status::BadString), std::string();
+    at_ += n;
+    return s;
   }
   // A region image: its first word is its length in bytes, a multiple of 4.
   bool Region(DARegion& region) {
@@ -407,7 +414,7 @@ const char* UI_PlayResult::GetReason() const {
     case Status::UnknownCommand: return "unknown command";
     case Status::Truncated: return "command runs past the end";
     case Status::BadCount: return "count larger than the stream";
-    case Status::BadString: return "string without terminating zero";
+    case Status::BadString: return "malformed string";
     case Status::BadRegion: return "malformed region image";
   }
   return "unknown";
