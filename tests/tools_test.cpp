@@ -638,12 +638,6 @@ struct Png {
   std::uint32_t At(int x, int y) const { return pixels[size_t(y) * size_t(width) + size_t(x)]; }
 };
 
-std::uint32_t Word(const std::string& file, size_t index) {
-  std::uint32_t w;
-  memcpy(&w, file.data() + 12 + 4 * index, 4);
-  return w;
-}
-
 TEST_F(ToolsTest, DemoWalksThePathAndWritesPictures) {
   Result r = Run("demo", {Path("out")});
   ASSERT_EQ(r.exit, 0) << r.err;
