@@ -548,6 +548,8 @@ TEST_F(DrawingFileTest, BadFilesAreRefusedAndLeaveTheDrawingAlone) {
   std::filesystem::create_symlink(goodPath, Path("link.bxd"));
   EXPECT_EQ(d.Load(Path("link.bxd").c_str()), 0);  // never through a link
   EXPECT_EQ(d.Load(dir_.c_str()), 0);              // not a regular file
+  ASSERT_EQ(::mkfifo(Path("fifo.bxd").c_str(), 0600), 0);
+  EXPECT_EQ(d.Load(Path("fifo.bxd").c_str()), 0);  // refused without waiting for a writer
   EXPECT_EQ(d.Load(Path("none.bxd").c_str()), 0);
   UI_PlayResult why;
   const std::vector<unsigned char> cut = with([](auto& b) { b[12] = 3; });

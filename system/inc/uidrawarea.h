@@ -331,7 +331,8 @@ class BRIX_API UI_DrawArea : public UI_ScreenCoordConverter {
   /// Records command 40: the arc of the oval in `box` from angle `start` to `end` (angle
   /// units, counter-clockwise positive; end < start runs clockwise).
   virtual void FrameArc(const SYS_Box& box, double start, double end, SYS_CompositeColor color);
-  /// The box of that width and height about the current position, then as above.
+  /// The box of that width and height about the current position, then as above. The base
+  /// knows the current position only through its drawing: without one it does nothing.
   virtual void FrameArc(long width, long height, double start, double end,
                         SYS_CompositeColor color);
   /// Records command 11: an open polyline of `count` points and pen width `width`.

@@ -33,6 +33,16 @@ struct FdGuard {
   }
 };
 
+// Makes a rename in the file's directory durable; a failure here loses nothing already
+// written, so it is not reported.
+void SyncDirectoryOf(const char* path) {
+  std::string dir(path);
+  const std::size_t slash = dir.find_last_of('/');
+  dir = slash == std::string::npos ? "." : slash == 0 ? "/" : dir.substr(0, slash);
+  FdGuard d{::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+  if (d.fd >= 0) ::fsync(d.fd);
+}
+
 }  // namespace
 
 CDynamic::CDynamic() { bounds_.Invalidate(); }
@@ -93,7 +103,10 @@ int CDynamic::Save(const char* path) const {
     ok = ::close(guard.fd) == 0;
     guard.fd = -1;
   }
-  if (ok && ::rename(temp.c_str(), path) == 0) return 1;
+  if (ok && ::rename(temp.c_str(), path) == 0) {
+    SyncDirectoryOf(path);
+    return 1;
+  }
   const int saved = errno;
   ::unlink(temp.c_str());
   errno = saved;
@@ -105,7 +118,8 @@ int CDynamic::Load(const char* path, UI_PlayResult* result) {
     errno = EINVAL;
     return 0;
   }
-  FdGuard guard{::open(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC)};
+  // Non-blocking, so that a FIFO put in the file's place cannot hang the open.
+  FdGuard guard{::open(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK)};
   if (guard.fd < 0) return 0;
   struct stat st {};
   if (::fstat(guard.fd, &st) != 0) return 0;
