@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -768,7 +769,9 @@ TEST_F(ToolsTest, DrawNamesTheFirstBadWord) {
 
   // Files that are not drawings at all.
   std::filesystem::create_symlink(Path("good.drawing"), Path("link.drawing"));
-  for (const std::string& file : {Path("none.drawing"), dir_, Path("link.drawing")}) {
+  ASSERT_EQ(mkfifo(Path("fifo.drawing").c_str(), 0600), 0);
+  for (const std::string& file :
+       {Path("none.drawing"), dir_, Path("link.drawing"), Path("fifo.drawing")}) {
     Result r = Run("draw", {"dump", file});
     EXPECT_EQ(r.exit, 1) << file;
     EXPECT_THAT(r.err, HasSubstr("brixsys draw: " + file + ": ")) << file;

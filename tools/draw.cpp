@@ -53,7 +53,8 @@ std::uint32_t GetLE(const unsigned char* p) {
 // Reads a drawing file: a regular file, not reached through a symbolic link, no larger
 // than the largest drawing. Prints why on failure.
 bool ReadDrawingFile(const char* path, std::vector<unsigned char>& bytes) {
-  const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+  // Non-blocking: a FIFO in the file's place must be refused, not waited on.
+  const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
   struct stat info;
   if (fd < 0 || fstat(fd, &info) != 0) {
     Fail(std::string(path) + ": " + strerror(errno));
