@@ -1,12 +1,15 @@
-// tools_test.cpp - runs brixmsg and brixregion on files in a temporary directory.
+// tools_test.cpp - runs the brixsys program on files in a temporary directory.
 #include <fcntl.h>
+#include <signal.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -18,6 +21,11 @@
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 #include "sfmmsgdb.h"
+#ifdef BRIXSYS_HAVE_CAIRO
+#include <cairo.h>
+
+#include "uidrawing.h"
+#endif
 
 extern char** environ;
 
@@ -25,13 +33,18 @@ namespace {
 
 using ::testing::HasSubstr;
 
-#if defined(BRIXMSG_PATH) && defined(BRIXREGION_PATH)
-constexpr const char* kBrixmsg = BRIXMSG_PATH;
-constexpr const char* kBrixregion = BRIXREGION_PATH;
+#if defined(BRIXSYS_PATH) && defined(LOCKHOLDER_PATH)
+constexpr const char* kBrixsys = BRIXSYS_PATH;
+constexpr const char* kLockholder = LOCKHOLDER_PATH;
 #else
-constexpr const char* kBrixmsg = nullptr;
-constexpr const char* kBrixregion = nullptr;
+constexpr const char* kBrixsys = nullptr;
+constexpr const char* kLockholder = nullptr;
 #endif
+
+// Subcommands, for Run.
+constexpr const char* kBrixmsg = "msg";
+constexpr const char* kBrixregion = "region";
+constexpr const char* kNone = nullptr;
 
 struct Result {
   int exit = -1;
@@ -51,7 +64,7 @@ void WriteFile(const std::string& path, const std::string& data) {
 class ToolsTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (!kBrixmsg) GTEST_SKIP() << "the programs under tools/ are not built";
+    if (!kBrixsys) GTEST_SKIP() << "the program under tools/ is not built";
     char pattern[] = "/tmp/brix_tools.XXXXXX";
     ASSERT_NE(mkdtemp(pattern), nullptr);
     dir_ = pattern;
@@ -62,12 +75,24 @@ class ToolsTest : public ::testing::Test {
 
   std::string Path(const std::string& name) const { return dir_ + "/" + name; }
 
-  // Runs `program` with `args`, standard input from `input` (a path, or none), and
-  // collects its exit status and both outputs.
-  Result Run(const char* program, std::vector<std::string> args, const std::string& input = "") {
+  // Runs brixsys `subcommand` (none: null) with `args`, standard input from `input` (a
+  // path, or none) and the settings in the test's directory, and collects its exit status
+  // and both outputs.
+  Result Run(const char* subcommand, std::vector<std::string> args, const std::string& input = "") {
+    if (subcommand) args.insert(args.begin(), subcommand);
+    return Spawn(kBrixsys, args, input);
+  }
+
+  Result Spawn(const char* program, std::vector<std::string> args, const std::string& input = "") {
     std::vector<char*> argv{const_cast<char*>(program)};
     for (std::string& a : args) argv.push_back(a.data());
     argv.push_back(nullptr);
+    std::vector<std::string> env{"BRIX_CONFIG_HOME=" + (configHome_.empty() ? dir_ : configHome_)};
+    for (char** e = environ; *e; ++e)
+      if (strncmp(*e, "BRIX_CONFIG_HOME=", 17) != 0) env.emplace_back(*e);
+    std::vector<char*> envp;
+    for (std::string& e : env) envp.push_back(e.data());
+    envp.push_back(nullptr);
     std::string out = Path(".stdout"), err = Path(".stderr");
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -77,7 +102,7 @@ class ToolsTest : public ::testing::Test {
     posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     Result r;
     pid_t pid;
-    int spawned = posix_spawn(&pid, program, &actions, nullptr, argv.data(), environ);
+    int spawned = posix_spawn(&pid, program, &actions, nullptr, argv.data(), envp.data());
     posix_spawn_file_actions_destroy(&actions);
     EXPECT_EQ(spawned, 0) << program;
     if (spawned != 0) return r;
@@ -89,6 +114,7 @@ class ToolsTest : public ::testing::Test {
     return r;
   }
 
+  std::string configHome_;  // empty: the test's directory
   std::string dir_;
 };
 
@@ -215,7 +241,7 @@ TEST_F(ToolsTest, MessageSaveKeepsKeysAndTexts) {
 TEST_F(ToolsTest, UsageAndFileErrors) {
   WriteFile(Path("app.msg"), "1:x\n");
   struct Case {
-    const char* program;
+    const char* subcommand;
     std::vector<std::string> args;
     int exit;
   } cases[] = {
@@ -238,10 +264,29 @@ TEST_F(ToolsTest, UsageAndFileErrors) {
       {kBrixregion, {"show", Path("none.img")}, 1},
       {kBrixregion, {"circle", "0", "0", "1", Path("missing/c.img")}, 1},
       {kBrixregion, {"--help"}, 0},
+      {kNone, {}, 2},
+      {kNone, {"frobnicate"}, 2},
+      {kNone, {"help"}, 0},
+      {kNone, {"help", "lock"}, 0},
+      {kNone, {"help", "frobnicate"}, 2},
+      {"units", {"--help"}, 0},
+      {"units", {}, 2},
+      {"units", {"--unit", "furlong", "1"}, 2},
+      {"lang", {"set", "DE"}, 2},
+      {"lang", {"set", "DEU", "ENU"}, 2},
+      {"lock", {}, 2},
+      {"lock", {"show"}, 2},
+      {"lock", {"run", Path("app.msg"), "true"}, 2},
+      {"lock", {"run", Path("app.msg"), "--"}, 2},
+      {"lock", {"run", "--wait", "4000", Path("app.msg"), "--", "true"}, 2},
+      {"lock", {"show", Path("none.pcb")}, 1},
+      {"lock", {"show", dir_}, 1},
+      {"lock", {"--help"}, 0},
   };
   for (const Case& c : cases) {
-    Result r = Run(c.program, c.args);
-    std::string what = std::string(c.program) + " " + ::testing::PrintToString(c.args);
+    Result r = Run(c.subcommand, c.args);
+    std::string what = std::string(c.subcommand ? c.subcommand : "") + " " +
+                       ::testing::PrintToString(c.args);
     EXPECT_EQ(r.exit, c.exit) << what;
     if (c.exit == 2) {
       EXPECT_THAT(r.err, HasSubstr("usage:")) << what;
@@ -251,6 +296,13 @@ TEST_F(ToolsTest, UsageAndFileErrors) {
     }
   }
   EXPECT_FALSE(std::filesystem::exists(Path("c.img")));
+  EXPECT_FALSE(std::filesystem::exists(Path("none.pcb")));
+
+  Result help = Run(kNone, {"help"});
+  for (const char* subcommand : {"units", "msg", "region", "lock", "lang"}) {
+    EXPECT_THAT(help.out, HasSubstr("\n  " + std::string(subcommand) + " ")) << subcommand;
+    EXPECT_EQ(Run(kNone, {"help", subcommand}).out, Run(subcommand, {"--help"}).out);
+  }
 }
 
 TEST_F(ToolsTest, CircleImageShowsAndApproximates) {
@@ -364,5 +416,410 @@ TEST_F(ToolsTest, ShowNamesOddEdgesAndFlags) {
                        "  vertex 2: (100, 100)\n"
                        "polygon 1: flag 2, width 0, 0 vertices, 0 arcs\n");
 }
+
+TEST_F(ToolsTest, UnitsReadValuesAsTheApplicationDoes) {
+  constexpr char kOutside[] = "Please enter a value within the [-28000.000000,28000.000000] range.\n";
+  struct Case {
+    std::vector<std::string> args;
+    int exit;
+    std::string out;  // the first line, or all of it when it ends the output
+    std::string err;
+  } cases[] = {
+      {{"0.5"}, 0, "0.5: 19050 database units\n", ""},
+      {{"0.5mil"}, 0, "0.5mil: 19050 database units\n", ""},
+      {{"1.27 mm"}, 0, "1.27 mm: 1905000 database units\n", ""},
+      {{"-1in"}, 0, "-1in: -38100000 database units\n", ""},
+      {{"12.7um"}, 0, "12.7um: 19050 database units\n", ""},
+      {{"28000"}, 0, "28000: 1066800000 database units\n", ""},
+      {{"--unit", "mm", "1"}, 0, "1: 1500000 database units\n", ""},
+      {{"45deg"}, 0, "45deg: 81000000 angle units (1/1800000 degree)\n", ""},
+      {{"--unit", "deg", "-90"}, 0, "-90: -162000000 angle units (1/1800000 degree)\n", ""},
+      {{"1mm,-2mm"}, 0, "1mm,-2mm: (1500000, -3000000) database units\n", ""},
+      {{"28001"}, 1, "", std::string("brixsys units: \"28001\": ") + kOutside},
+      {{"abc"}, 1, "", std::string("brixsys units: \"abc\": ") + kOutside},
+      {{"1.5 furlong"}, 1, "", std::string("brixsys units: \"1.5 furlong\": ") + kOutside},
+      {{"1 mm "}, 1, "", std::string("brixsys units: \"1 mm \": ") + kOutside},
+      {{"1mm,x"}, 1, "", std::string("brixsys units: \"1mm,x\": ") + kOutside},
+      {{"1,45deg"}, 1, "", "brixsys units: \"1,45deg\": an angle cannot be a coordinate\n"},
+      {{"1194deg"}, 1, "", "brixsys units: \"1194deg\": Please enter a value within the "
+                           "[-1193.000000,1193.000000] range.\n"},
+      // A bad value among good ones: the good ones are still shown.
+      {{"x", "1mil"}, 1, "1mil: 38100 database units\n",
+       std::string("brixsys units: \"x\": ") + kOutside},
+  };
+  for (const Case& c : cases) {
+    Result r = Run("units", c.args);
+    const std::string what = ::testing::PrintToString(c.args);
+    EXPECT_EQ(r.exit, c.exit) << what;
+    EXPECT_EQ(r.out.substr(0, r.out.find('\n') + 1), c.out) << what;
+    EXPECT_EQ(r.err, c.err) << what;
+  }
+  EXPECT_EQ(Run("units", {"0.5"}).out,
+            "0.5: 19050 database units\n"
+            "  Mils         0.5\n"
+            "  Millimeters  0.0127\n"
+            "  Inches       0.0005\n"
+            "  Microns      12.7\n");
+
+  // The texts follow the language set for the user.
+  ASSERT_EQ(Run("lang", {"set", "deu"}).exit, 0);
+  Result r = Run("units", {"2mm", "1e9"});
+  EXPECT_EQ(r.exit, 1);
+  EXPECT_THAT(r.out, HasSubstr("  Millimeter   2\n"));
+  EXPECT_EQ(r.err, "brixsys units: \"1e9\": Bitte geben Sie einen Wert im Bereich "
+                   "[-28000.000000,28000.000000] ein.\n");
+}
+
+TEST_F(ToolsTest, LangShowsSetsAndListsLanguages) {
+  // Without a setting the environment's language is stored, as the library does.
+  Result r = Run("lang", {});
+  EXPECT_EQ(r.exit, 0) << r.err;
+  EXPECT_THAT(r.out, HasSubstr("(setting LangID in " + Path("registry.ini") + ")\n"));
+  EXPECT_TRUE(std::filesystem::exists(Path("registry.ini")));
+
+  struct Case {
+    const char* language;
+    const char* inForce;
+    const char* text;
+    const char* note;
+  } cases[] = {
+      {"DEU", "in force: DEU (", "text 45105: Millimeter\n", ""},
+      {"enu", "in force: ENU (", "text 45105: Millimeters\n", ""},
+      {"XYZ", "in force: ENU (", "text 45105: Millimeters\n", "no resource module for XYZ"},
+  };
+  for (const Case& c : cases) {
+    r = Run("lang", {"set", c.language});
+    EXPECT_EQ(r.exit, 0) << c.language;
+    EXPECT_THAT(r.err, HasSubstr(c.note)) << c.language;
+    r = Run("lang", {"show"});
+    EXPECT_THAT(r.out, HasSubstr(c.inForce)) << c.language;
+    EXPECT_THAT(r.out, HasSubstr(c.text)) << c.language;
+  }
+  EXPECT_THAT(Run("lang", {}).out, HasSubstr("language: XYZ ("));
+
+  r = Run("lang", {"list"});
+  EXPECT_EQ(r.exit, 0);
+  EXPECT_THAT(r.out, ::testing::MatchesRegex("DEU [^\n]*/DEU/libbrixsysRes.so\n"
+                                             "ENU [^\n]*/ENU/libbrixsysRes.so\n"));
+
+  // A settings directory that cannot exist: the language cannot be kept.
+  WriteFile(Path("plain"), "");
+  configHome_ = Path("plain/config");
+  r = Run("lang", {"set", "DEU"});
+  EXPECT_EQ(r.exit, 1);
+  EXPECT_THAT(r.err, HasSubstr("brixsys lang: cannot store the language: "));
+}
+
+// A second process talking the lockholder helper's line protocol.
+class LockHolder {
+ public:
+  explicit LockHolder(const std::string& file) {
+    int in[2], out[2];
+    EXPECT_EQ(pipe(in), 0);
+    EXPECT_EQ(pipe(out), 0);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, in[0], 0);
+    posix_spawn_file_actions_adddup2(&actions, out[1], 1);
+    posix_spawn_file_actions_addclose(&actions, in[1]);
+    posix_spawn_file_actions_addclose(&actions, out[0]);
+    std::string program = kLockholder, name = file;
+    char* argv[] = {program.data(), name.data(), nullptr};
+    EXPECT_EQ(posix_spawn(&pid_, kLockholder, &actions, nullptr, argv, environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+    close(in[0]);
+    close(out[1]);
+    to_ = fdopen(in[1], "w");
+    from_ = fdopen(out[0], "r");
+  }
+  ~LockHolder() {
+    Ask("quit");
+    fclose(to_);
+    fclose(from_);
+    waitpid(pid_, nullptr, 0);
+  }
+  LockHolder(const LockHolder&) = delete;
+  LockHolder& operator=(const LockHolder&) = delete;
+
+  std::string Ask(const std::string& command) {
+    fprintf(to_, "%s\n", command.c_str());
+    fflush(to_);
+    char line[512] = {};
+    if (!fgets(line, sizeof line, from_)) return "";
+    std::string answer = line;
+    if (!answer.empty() && answer.back() == '\n') answer.pop_back();
+    return answer;
+  }
+
+ private:
+  pid_t pid_ = -1;
+  FILE* to_ = nullptr;
+  FILE* from_ = nullptr;
+};
+
+TEST_F(ToolsTest, LockShowsTheHolderAndRunHoldsTheLock) {
+  const std::string project = Path("board.pcb");
+  WriteFile(project, "design");
+  EXPECT_EQ(Run("lock", {"show", project}).out, project + ": not locked\n");
+
+  std::string who, holder;
+  {
+    LockHolder other(project);
+    ASSERT_EQ(other.Ask("lock"), "1");
+    who = other.Ask("who");  // "user|computer"
+    holder = who.substr(0, who.find('|')) + " on " + who.substr(who.find('|') + 1);
+    Result r = Run("lock", {"show", project});
+    EXPECT_EQ(r.exit, 0);
+    EXPECT_EQ(r.out, project + ": locked by " + holder + "\n");
+    // The lock is the other process's: run refuses, and the command never runs.
+    r = Run("lock", {"run", project, "--", "touch", Path("ran")});
+    EXPECT_EQ(r.exit, 1);
+    EXPECT_EQ(r.err, "brixsys lock: " + project + ": locked by " + holder + "\n");
+    EXPECT_FALSE(std::filesystem::exists(Path("ran")));
+    // Waiting ends when the time is up.
+    r = Run("lock", {"run", "--wait", "1", project, "--", "true"});
+    EXPECT_EQ(r.exit, 1);
+  }
+  // The holder ended without releasing: its information file stays behind.
+  EXPECT_EQ(Run("lock", {"show", project}).out,
+            project + ": not locked; a lock-information file left behind names " + holder + "\n");
+
+  // While the command runs the lock is held: a lockholder run as the command cannot take
+  // it. Afterwards it is free again, its information file gone.
+  WriteFile(Path("commands"), "lock\nwho\nquit\n");
+  Result r = Run("lock", {"run", project, "--", kLockholder, project}, Path("commands"));
+  EXPECT_EQ(r.exit, 0) << r.err;
+  EXPECT_EQ(r.out, "0\n" + who + "\n");
+  EXPECT_FALSE(std::filesystem::exists(Path("~$board.pcb.inf")));
+  EXPECT_EQ(Run("lock", {"show", project}).out, project + ": not locked\n");
+  EXPECT_EQ(ReadFile(project), "design");
+
+  // The command's status is the program's; a command that cannot start fails.
+  struct Case {
+    std::vector<std::string> command;
+    int exit;
+    const char* err;
+  } cases[] = {
+      {{"sh", "-c", "exit 3"}, 3, ""},
+      {{"sh", "-c", "kill -TERM $$"}, 128 + SIGTERM, ""},
+      {{Path("no-such-program")}, 1, "brixsys lock: cannot run "},
+  };
+  for (const Case& c : cases) {
+    std::vector<std::string> args{"run", project, "--"};
+    args.insert(args.end(), c.command.begin(), c.command.end());
+    r = Run("lock", args);
+    EXPECT_EQ(r.exit, c.exit) << c.command[0];
+    EXPECT_THAT(r.err, HasSubstr(c.err));
+    EXPECT_EQ(Run("lock", {"show", project}).out, project + ": not locked\n");
+  }
+}
+
+#ifdef BRIXSYS_HAVE_CAIRO
+
+// A PNG read back with cairo: its size and the colour (0xRRGGBB) at a pixel.
+struct Png {
+  int width = 0, height = 0;
+  std::vector<std::uint32_t> pixels;
+  explicit Png(const std::string& path) {
+    cairo_surface_t* s = cairo_image_surface_create_from_png(path.c_str());
+    if (cairo_surface_status(s) == CAIRO_STATUS_SUCCESS) {
+      width = cairo_image_surface_get_width(s);
+      height = cairo_image_surface_get_height(s);
+      const int stride = cairo_image_surface_get_stride(s);
+      const unsigned char* data = cairo_image_surface_get_data(s);
+      for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+          std::uint32_t argb;
+          memcpy(&argb, data + y * stride + 4 * x, 4);
+          pixels.push_back(argb & 0xFFFFFF);
+        }
+    }
+    cairo_surface_destroy(s);
+  }
+  std::uint32_t At(int x, int y) const { return pixels[size_t(y) * size_t(width) + size_t(x)]; }
+};
+
+TEST_F(ToolsTest, DemoWalksThePathAndWritesPictures) {
+  Result r = Run("demo", {Path("out")});
+  ASSERT_EQ(r.exit, 0) << r.err;
+  EXPECT_EQ(r.err, "");
+  for (const char* step : {"1. Units. The user types \"0.5\" in a length field in Mils:\n",
+                           "SYS_Convert::Str2Base gives 19050 database units (0.0127 mm",
+                           "2. Placement.", "3. Regions.", "4. Painting.", "5. Saved ",
+                           "the same words.\n", "6. Replayed", "demo.png ", "800 x 600 pixels",
+                           "The pictures are in " })
+    EXPECT_THAT(r.out, HasSubstr(step));
+
+  // The PNG is the board on the background; SVG and PDF are documents of their kind.
+  Png png(Path("out/demo.png"));
+  ASSERT_EQ(png.width, 800);
+  ASSERT_EQ(png.height, 600);
+  EXPECT_EQ(png.At(0, 0), 0x000000u);  // background, palette entry 0
+  EXPECT_NE(png.At(400, 300), 0x000000u);
+  EXPECT_EQ(ReadFile(Path("out/demo.pdf")).substr(0, 5), "%PDF-");
+  EXPECT_THAT(ReadFile(Path("out/demo.svg")), HasSubstr("<svg"));
+
+  // The saved drawing lists as many words as the demo reports.
+  const std::string drawing = ReadFile(Path("out/demo.drawing"));
+  const size_t words = (drawing.size() - 12) / 4;
+  EXPECT_THAT(r.out, HasSubstr(": " + std::to_string(words) + " words, the same words"));
+  r = Run("draw", {"dump", Path("out/demo.drawing")});
+  EXPECT_EQ(r.exit, 0);
+  EXPECT_THAT(r.out, ::testing::EndsWith(" commands, " + std::to_string(words) + " words\n"));
+  EXPECT_THAT(r.out, HasSubstr("25 DrawString \"brixsys demo\"\n"));
+
+  // Rendering again with options: size, background, palette.
+  r = Run("draw", {"render", "--size", "120x90", "--background", "#ffffff", "--palette",
+                   "#010203,#00ff00", Path("out/demo.drawing"), Path("small.PNG")});
+  ASSERT_EQ(r.exit, 0) << r.err;
+  Png small(Path("small.PNG"));
+  EXPECT_EQ(small.width, 120);
+  EXPECT_EQ(small.height, 90);
+  EXPECT_EQ(small.At(0, 0), 0xFFFFFFu);
+  EXPECT_EQ(small.At(60, 45), 0x00FF00u);  // the copper area, palette entry 1
+  EXPECT_EQ(Run("draw", {"render", "--margin", "0", Path("out/demo.drawing"), Path("d.svg")}).exit, 0);
+
+  // Usage errors and a directory that cannot be made.
+  struct Case {
+    const char* subcommand;
+    std::vector<std::string> args;
+  } usage[] = {
+      {"demo", {"a", "b"}},
+      {"demo", {"--fast"}},
+      {"draw", {"render", Path("out/demo.drawing"), Path("x.gif")}},
+      {"draw", {"render", "--size", "0x10", Path("out/demo.drawing"), Path("x.png")}},
+      {"draw", {"render", "--size", "40000x10", Path("out/demo.drawing"), Path("x.png")}},
+      {"draw", {"render", "--background", "#12", Path("out/demo.drawing"), Path("x.png")}},
+      {"draw", {"render", "--background", "32", Path("out/demo.drawing"), Path("x.png")}},
+      {"draw", {"render", "--palette", "#000000,", Path("out/demo.drawing"), Path("x.png")}},
+      {"draw", {"render", "--shade", "1", Path("out/demo.drawing"), Path("x.png")}},
+      {"draw", {"render", Path("out/demo.drawing")}},
+      {"draw", {"dump"}},
+      {"region", {"render", Path("c.img"), Path("x.bmp")}},
+  };
+  for (const Case& c : usage) {
+    r = Run(c.subcommand, c.args);
+    EXPECT_EQ(r.exit, 2) << ::testing::PrintToString(c.args);
+    EXPECT_THAT(r.err, HasSubstr("usage: brixsys " + std::string(c.subcommand)));
+  }
+  EXPECT_FALSE(std::filesystem::exists(Path("x.png")));
+  r = Run("demo", {Path("missing/out")});
+  EXPECT_EQ(r.exit, 1);
+  EXPECT_THAT(r.err, HasSubstr("brixsys demo: cannot create " + Path("missing/out")));
+}
+
+// A drawing file of the given words: magic, version, count, words, little-endian.
+std::string DrawingFile(const std::vector<std::uint32_t>& words, std::uint32_t version = 1) {
+  std::vector<std::uint32_t> all{CDynamic::kFileMagic, version, std::uint32_t(words.size())};
+  all.insert(all.end(), words.begin(), words.end());
+  return std::string(reinterpret_cast<const char*>(all.data()), 4 * all.size());
+}
+
+TEST_F(ToolsTest, DrawNamesTheFirstBadWord) {
+  std::uint32_t abc, xxxx;
+  memcpy(&abc, "abc", 4);
+  memcpy(&xxxx, "xxxx", 4);
+  // MoveTo (10, 20), LineTo (30, 40) in colour 5: words 0 ... 6.
+  const std::vector<std::uint32_t> lines{4, 10, 20, 6, 30, 40, 5};
+  auto with = [&](std::vector<std::uint32_t> tail) {
+    std::vector<std::uint32_t> w = lines;
+    w.insert(w.end(), tail.begin(), tail.end());
+    return w;
+  };
+  const std::string good = DrawingFile(with({25, 1, abc}));
+  struct Case {
+    const char* name;
+    std::string bytes;
+    int listed;  // command lines listed before the failure
+    std::string err;
+  } cases[] = {
+      {"unknown", DrawingFile(with({77, 1, 2})), 2,
+       "word 7 (byte 40 of the file), command 77: unknown command"},
+      {"cut", DrawingFile(with({4, 10})), 2, "word 7 (byte 40 of the file), command 4 MoveTo: "
+                                              "command runs past the end"},
+      {"unterminated", DrawingFile(with({25, 1, xxxx})), 2,
+       "word 7 (byte 40 of the file), command 25 DrawString: string without terminating zero"},
+      {"count", DrawingFile(with({11, 1000000, 1, 1})), 2,
+       "word 7 (byte 40 of the file), command 11 PolyLine: count larger than the stream"},
+      {"first", DrawingFile({0}), 0, "word 0 (byte 12 of the file), command 0"},
+      {"header", "BXDW", -1, "not a drawing (no BXDW header)"},
+      {"size", good.substr(0, good.size() - 2), -1, "declares 10 words but holds 38 bytes"},
+      {"version", DrawingFile(lines, 2), -1, "drawing format version 2"},
+  };
+  for (const Case& c : cases) {
+    const std::string file = Path(std::string(c.name) + ".drawing");
+    WriteFile(file, c.bytes);
+    Result r = Run("draw", {"dump", file});
+    EXPECT_EQ(r.exit, 1) << c.name;
+    EXPECT_THAT(r.err, ::testing::StartsWith("brixsys draw: " + file + ": " + c.err)) << c.name;
+    if (c.listed >= 0) {
+      EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), c.listed) << c.name << r.out;
+    }
+    r = Run("draw", {"render", file, Path("x.png")});
+    EXPECT_EQ(r.exit, 1) << c.name;
+    EXPECT_THAT(r.err, HasSubstr(c.err)) << c.name;
+    EXPECT_FALSE(std::filesystem::exists(Path("x.png"))) << c.name;
+  }
+  WriteFile(Path("good.drawing"), good);
+  Result r = Run("draw", {"dump", Path("good.drawing")});
+  EXPECT_EQ(r.exit, 0) << r.err;
+  EXPECT_THAT(r.out, HasSubstr("4 MoveTo 10 20\n"));
+  EXPECT_THAT(r.out, HasSubstr("25 DrawString \"abc\"\n"));
+  EXPECT_THAT(r.out, ::testing::EndsWith("\n3 commands, 10 words\n"));
+
+  // Files that are not drawings at all.
+  std::filesystem::create_symlink(Path("good.drawing"), Path("link.drawing"));
+  ASSERT_EQ(mkfifo(Path("fifo.drawing").c_str(), 0600), 0);
+  for (const std::string& file :
+       {Path("none.drawing"), dir_, Path("link.drawing"), Path("fifo.drawing")}) {
+    Result r = Run("draw", {"dump", file});
+    EXPECT_EQ(r.exit, 1) << file;
+    EXPECT_THAT(r.err, HasSubstr("brixsys draw: " + file + ": ")) << file;
+  }
+}
+
+TEST_F(ToolsTest, LargeDrawingsRenderInSlicesQuietlyOffATerminal) {
+  // More than a million words of moves and polylines, whose commands straddle the
+  // replay's slices; standard error is not a terminal, so no progress is shown.
+  CDynamic drawing;
+  UI_DrawArea recorder;
+  recorder.AttachDrawing(&drawing);
+  SYS_Point line[5] = {{0, 0}, {1000, 0}, {1000, 1000}, {0, 1000}, {0, 0}};
+  for (int i = 0; drawing.GetCount() < (1u << 20) + 7; ++i) {
+    recorder.MoveTo(SYS_Point(i % 977, i % 991));
+    recorder.PolyLine(i % 5 + 1, line, 10, SYS_CompositeColor::Index(1 + i % 4));
+  }
+  ASSERT_EQ(drawing.Save(Path("big.drawing").c_str()), 1);
+  Result r = Run("draw", {"render", "--size", "64x64", Path("big.drawing"), Path("big.png")});
+  EXPECT_EQ(r.exit, 0);
+  EXPECT_EQ(r.err, "");
+  EXPECT_EQ(Png(Path("big.png")).width, 64);
+
+  // On a terminal (script(1) gives the program one) the replay shows its percentage.
+  if (!std::filesystem::exists("/usr/bin/script")) GTEST_SKIP() << "no script(1) for a terminal";
+  const std::string command = std::string(kBrixsys) + " draw render --size 64x64 " +
+                              Path("big.drawing") + " " + Path("tty.png");
+  r = Spawn("/usr/bin/script", {"-qec", command, "/dev/null"});
+  EXPECT_EQ(r.exit, 0) << r.out;
+  EXPECT_THAT(r.out, HasSubstr("\rrendering " + Path("tty.png") + " 100%"));
+  EXPECT_TRUE(std::filesystem::exists(Path("tty.png")));
+}
+
+TEST_F(ToolsTest, RegionRendersToAPicture) {
+  ASSERT_EQ(Run("region", {"circle", "0", "0", "1mm", Path("c.img")}).exit, 0);
+  Result r = Run("region", {"render", "--size", "50x50", "--margin", "5", Path("c.img"),
+                            Path("c.png")});
+  ASSERT_EQ(r.exit, 0) << r.err;
+  Png png(Path("c.png"));
+  ASSERT_EQ(png.width, 50);
+  EXPECT_EQ(png.At(25, 25), 0xD03030u);  // palette entry 1, top copper
+  EXPECT_EQ(png.At(1, 1), 0x000000u);
+  WriteFile(Path("bad.img"), "nope");
+  r = Run("region", {"render", Path("bad.img"), Path("bad.png")});
+  EXPECT_EQ(r.exit, 1);
+  EXPECT_FALSE(std::filesystem::exists(Path("bad.png")));
+}
+
+#endif  // BRIXSYS_HAVE_CAIRO
 
 }  // namespace

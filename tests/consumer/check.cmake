@@ -1,5 +1,6 @@
-# Installs the built library into a scratch prefix, then configures, builds and runs
-# the consumer project against it.
+# Installs the built library into a scratch prefix, then builds and runs the consumer
+# program against it twice: as a CMake project (find_package) and with the flags
+# pkg-config gives. The installed brixsys program must run from there too.
 file(REMOVE_RECURSE ${WORK_DIR})
 set(prefix ${WORK_DIR}/prefix)
 function(run)
@@ -19,3 +20,19 @@ run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build -G ${GENERATOR}
     "-DCMAKE_CXX_FLAGS=${flags}")
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
 run(${WORK_DIR}/build/consumer)
+
+# The same program built the non-CMake way.
+set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)
+execute_process(COMMAND pkg-config --cflags --libs brixsys
+  RESULT_VARIABLE rc OUTPUT_VARIABLE pc_flags OUTPUT_STRIP_TRAILING_WHITESPACE)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "pkg-config does not find brixsys in ${prefix}/${LIBDIR}/pkgconfig")
+endif()
+separate_arguments(pc_flags UNIX_COMMAND "${pc_flags}")
+run(${CXX} -std=c++20 ${flags} ${SOURCE_DIR}/main.cpp ${pc_flags}
+    -Wl,-rpath,${prefix}/${LIBDIR} -o ${WORK_DIR}/consumer-pc)
+run(${WORK_DIR}/consumer-pc)
+
+if(EXISTS ${prefix}/bin/brixsys)
+  run(${prefix}/bin/brixsys units 0.5)
+endif()

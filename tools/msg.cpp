@@ -1,4 +1,5 @@
-// brixmsg.cpp - message files on the command line: check, look up, list, dump and re-save.
+// msg.cpp - brixsys msg: message files on the command line: check, look up, list, dump and
+// re-save.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,14 +22,12 @@
 
 namespace brixtool {
 
-const char kProgram[] = "brixmsg";
-
-const char kUsageText[] =
-    "usage: brixmsg check FILE\n"
-    "       brixmsg get FILE KEY\n"
-    "       brixmsg sections FILE\n"
-    "       brixmsg dump FILE [SECTION]\n"
-    "       brixmsg save IN OUT\n"
+const char kMsgUsage[] =
+    "usage: brixsys msg check FILE\n"
+    "       brixsys msg get FILE KEY\n"
+    "       brixsys msg sections FILE\n"
+    "       brixsys msg dump FILE [SECTION]\n"
+    "       brixsys msg save IN OUT\n"
     "\n"
     "Message files hold \";\" comments, \"[Name]\" section headers and \"number:text\"\n"
     "lines. Message n of a section has the key base + n; messages before the first\n"
@@ -48,8 +47,11 @@ namespace {
 
 using brixtool::ErrnoReason;
 using brixtool::Fail;
+using brixtool::Note;
+using brixtool::Progress;
 using brixtool::kExitFailed;
 using brixtool::kExitOk;
+using brixtool::Plural;
 using brixtool::UsageError;
 
 // Keys are 32-bit and wrap, as the database computes them.
@@ -141,7 +143,7 @@ std::optional<std::string> CaptureStdout(F&& index) {
 // two above the highest key so far, the header itself reserving its base.
 bool ReadCatalogue(const SFM_MessageDB& db, Catalogue& out, std::string& error) {
   const char* tmp = getenv("TMPDIR");
-  std::string dir = std::string(tmp && *tmp ? tmp : "/tmp") + "/brixmsg.XXXXXX";
+  std::string dir = std::string(tmp && *tmp ? tmp : "/tmp") + "/brixsys-msg.XXXXXX";
   if (!mkdtemp(dir.data())) {
     error = "cannot create a temporary directory: " + std::string(strerror(errno));
     return false;
@@ -185,7 +187,13 @@ std::unique_ptr<Loaded> Load(const char* file, bool noteRejected) {
     return nullptr;
   }
   auto loaded = std::make_unique<Loaded>();
-  auto diagnostics = CaptureStdout([&] { loaded->db = std::make_unique<SFM_MessageDB>(file, 1); });
+  // Indexing is one call into the library: a large file shows its name while it runs.
+  constexpr off_t kLargeFile = 16 << 20;
+  std::optional<std::string> diagnostics;
+  {
+    Progress progress("indexing " + std::string(file), 0, info.st_size >= kLargeFile);
+    diagnostics = CaptureStdout([&] { loaded->db = std::make_unique<SFM_MessageDB>(file, 1); });
+  }
   if (!diagnostics) {
     Fail("cannot create a temporary file: " + std::string(strerror(errno)));
     return nullptr;
@@ -202,13 +210,9 @@ std::unique_ptr<Loaded> Load(const char* file, bool noteRejected) {
     return nullptr;
   }
   if (noteRejected && loaded->rejected > 0)
-    fprintf(stderr, "brixmsg: %s: %d line%s rejected (see brixmsg check)\n", file, loaded->rejected,
-            loaded->rejected == 1 ? "" : "s");
+    Note(std::string(file) + ": " + Plural(loaded->rejected, "line") +
+         " rejected (see brixsys msg check)");
   return loaded;
-}
-
-std::string Plural(long n, const char* word) {
-  return std::to_string(n) + " " + word + (n == 1 ? "" : "s");
 }
 
 int Check(const char* file) {
@@ -330,12 +334,15 @@ int Save(const char* in, const char* out) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  return brixtool::Dispatch(
-      argc, argv,
-      {{"check", 1, 1, [&] { return Check(argv[2]); }},
-       {"get", 2, 2, [&] { return Get(argv[2], argv[3]); }},
-       {"sections", 1, 1, [&] { return Sections(argv[2]); }},
-       {"dump", 1, 2, [&] { return Dump(argv[2], argc == 4 ? argv[3] : nullptr); }},
-       {"save", 2, 2, [&] { return Save(argv[2], argv[3]); }}});
+namespace brixtool {
+
+int RunMsg(int argc, char** argv) {
+  return Dispatch(argc, argv,
+                  {{"check", 1, 1, [&] { return Check(argv[2]); }},
+                   {"get", 2, 2, [&] { return Get(argv[2], argv[3]); }},
+                   {"sections", 1, 1, [&] { return Sections(argv[2]); }},
+                   {"dump", 1, 2, [&] { return Dump(argv[2], argc == 4 ? argv[3] : nullptr); }},
+                   {"save", 2, 2, [&] { return Save(argv[2], argv[3]); }}});
 }
+
+}  // namespace brixtool

@@ -1,4 +1,5 @@
-// brixregion.cpp - region images on the command line: show, approximate arcs, make circles.
+// region.cpp - brixsys region: region images on the command line: show, approximate arcs,
+// make circles.
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
@@ -11,17 +12,18 @@
 #include <vector>
 
 #include "daregion.h"
+#ifdef BRIXSYS_HAVE_CAIRO
+#include "picture.h"
+#endif
 #include "sysgeom.h"
 #include "toolmain.h"
 
 namespace brixtool {
 
-const char kProgram[] = "brixregion";
-
-const char kUsageText[] =
-    "usage: brixregion show FILE\n"
-    "       brixregion approx FILE TOLERANCE\n"
-    "       brixregion circle X Y R OUT\n"
+const char kRegionUsage[] =
+    "usage: brixsys region show FILE\n"
+    "       brixsys region approx FILE TOLERANCE\n"
+    "       brixsys region circle X Y R OUT\n"
     "\n"
     "  show    print the polygons, vertices and arcs of a region image\n"
     "  approx  print the vertex counts before and after replacing arcs by chords that\n"
@@ -32,6 +34,22 @@ const char kUsageText[] =
     "units (1 mm = 1500000, 1 mil = 38100), or a number followed by mm, mil, in or um.\n"
     "\n"
     "Exit status: 0 done, 1 failed or the image refused, 2 usage error.\n";
+
+#ifdef BRIXSYS_HAVE_CAIRO
+const char* RegionUsage() {
+  static const std::string text = [] {
+    std::string usage = kRegionUsage;
+    const std::size_t blank = usage.find("\n\n");
+    usage.insert(blank + 1, "       brixsys region render [OPTION...] FILE OUT\n");
+    usage.insert(usage.find("\n\nFILE and OUT") + 1,
+                 "  render  paint the region in palette colour 1 (top copper) on a picture\n"
+                 "          fitted to its box\n");
+    usage.insert(usage.find("\nExit status") + 1, std::string(kPictureOptionsUsage) + "\n");
+    return usage;
+  }();
+  return text.c_str();
+}
+#endif
 
 }  // namespace brixtool
 
@@ -116,8 +134,8 @@ bool LoadRegion(const char* file, DARegion& region) {
     return false;
   }
   if (size_t(used) < data.size())
-    fprintf(stderr, "brixregion: %s: %zu bytes after the image ignored\n", Name(file).c_str(),
-            data.size() - size_t(used));
+    brixtool::Note(Name(file) + ": " + std::to_string(data.size() - size_t(used)) +
+                   " bytes after the image ignored");
   return true;
 }
 
@@ -222,12 +240,38 @@ int Circle(const std::string& xText, const std::string& yText, const std::string
   return kExitOk;
 }
 
+#ifdef BRIXSYS_HAVE_CAIRO
+int Render(int argc, char** argv) {
+  int at = 2;
+  brixtool::PictureOptions options;
+  if (!brixtool::ParsePictureOptions(argc, argv, &at, options)) return brixtool::kExitUsage;
+  if (argc - at != 2) return UsageError("render wants FILE and OUT");
+  const std::string out = argv[at + 1];
+  UI_CairoFormat format;
+  if (!brixtool::PictureFormat(out, format))
+    return UsageError("\"" + out + "\": want a picture ending in .png, .svg or .pdf");
+  DARegion region;
+  if (!LoadRegion(argv[at], region)) return kExitFailed;
+  auto area = brixtool::MakeSurface(format, options, region.GetBox());
+  area->PaintArea(region, SYS_CompositeColor::Index(1));
+  errno = 0;
+  if (!area->WriteFile(out.c_str())) return Fail("cannot write " + out + ErrnoReason());
+  return kExitOk;
+}
+#endif
+
 }  // namespace
 
-int main(int argc, char** argv) {
-  return brixtool::Dispatch(
-      argc, argv,
-      {{"show", 1, 1, [&] { return Show(argv[2]); }},
-       {"approx", 2, 2, [&] { return Approx(argv[2], argv[3]); }},
-       {"circle", 4, 4, [&] { return Circle(argv[2], argv[3], argv[4], argv[5]); }}});
+namespace brixtool {
+
+int RunRegion(int argc, char** argv) {
+#ifdef BRIXSYS_HAVE_CAIRO
+  if (argc >= 2 && strcmp(argv[1], "render") == 0) return Render(argc, argv);
+#endif
+  return Dispatch(argc, argv,
+                  {{"show", 1, 1, [&] { return Show(argv[2]); }},
+                   {"approx", 2, 2, [&] { return Approx(argv[2], argv[3]); }},
+                   {"circle", 4, 4, [&] { return Circle(argv[2], argv[3], argv[4], argv[5]); }}});
 }
+
+}  // namespace brixtool
