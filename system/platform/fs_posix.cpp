@@ -341,6 +341,39 @@ void SyncDirectory(const std::string& dir) {
 
 }  // namespace
 
+bool ReplaceContents(const char* path, const void* data, std::size_t size) {
+  const std::string target = NativePath(path);
+  struct stat st;
+  const bool exists = lstat(target.c_str(), &st) == 0;
+  if (exists && !S_ISREG(st.st_mode) && !S_ISLNK(st.st_mode)) {
+    errno = S_ISDIR(st.st_mode) ? EISDIR : EINVAL;
+    return false;
+  }
+  const std::string dir = DirectoryOf(target);
+  std::string temp = dir + "/.brixsave-XXXXXX";
+  const int out = mkostemp(temp.data(), O_CLOEXEC);
+  if (out < 0) return false;
+  mode_t mode;
+  if (exists && S_ISREG(st.st_mode)) {
+    mode = st.st_mode & 0777;
+  } else {
+    const mode_t mask = umask(0);
+    umask(mask);
+    mode = 0666 & ~mask;
+  }
+  bool ok = fchmod(out, mode) == 0 && WriteAll(out, data, size) &&
+            (fsync(out) == 0 || errno == EINVAL);  // EINVAL: a file system that cannot sync
+  if (close(out) != 0) ok = false;  // delayed write errors (NFS) show up here
+  if (ok) ok = rename(temp.c_str(), target.c_str()) == 0;
+  if (!ok) {
+    ErrnoKeeper keep;
+    unlink(temp.c_str());
+    return false;
+  }
+  SyncDirectory(dir);
+  return true;
+}
+
 bool CopyFile(const char* from, const char* to, bool overwrite) {
   Native src(from);
   const std::string target = NativePath(to);

@@ -103,6 +103,14 @@ bool SetReadOnly(const char* path, bool readOnly);
 /// False when a write fails.
 bool WriteAll(int fd, const void* data, std::size_t count);
 
+/// Replaces the file `path` with `size` bytes: they go to a temporary file beside it, which
+/// is synced and renamed over the target, and the directory is synced, so a failure half
+/// way leaves the old file whole. A replaced regular file keeps its permission bits (not
+/// set-user/group-ID); a new file gets 0666 less the umask. A symbolic link in the way is
+/// replaced itself, never written through; a directory (EISDIR) or special file (EINVAL)
+/// is refused. False with errno set on failure, and no temporary file is left behind.
+bool ReplaceContents(const char* path, const void* data, std::size_t size);
+
 /// Reads up to `count` bytes from `fd`, going on after interrupted and partial reads.
 /// Returns the number read: fewer than `count` only at the end of the file or on error.
 std::size_t ReadAll(int fd, void* data, std::size_t count);

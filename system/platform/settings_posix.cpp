@@ -167,36 +167,9 @@ std::string Edit(std::string_view text, std::string_view section, std::string_vi
   return out;
 }
 
-// Replaces `path` with `content`: a temporary file in the same directory,
-// synced, renamed over the target, and the directory synced.
+// Replaces `path` with `content` atomically (see brix::fs::ReplaceContents).
 bool Replace(const std::string& path, const std::string& content) {
-  std::string tmp = path + ".XXXXXX";
-  int fd = ::mkostemp(tmp.data(), O_CLOEXEC);
-  if (fd < 0) return false;
-  struct stat st;
-  if (::stat(path.c_str(), &st) == 0) ::fchmod(fd, st.st_mode & 07777);
-  bool ok = brix::fs::WriteAll(fd, content.data(), content.size()) && ::fsync(fd) == 0;
-  int saved = errno;
-  if (::close(fd) != 0 && ok) {
-    ok = false;
-    saved = errno;
-  }
-  if (ok && ::rename(tmp.c_str(), path.c_str()) != 0) {
-    ok = false;
-    saved = errno;
-  }
-  if (!ok) {
-    ::unlink(tmp.c_str());
-    errno = saved;
-    return false;
-  }
-  std::string dir = path.substr(0, path.rfind('/') + 1);
-  int dfd = ::open(dir.empty() ? "." : dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (dfd >= 0) {
-    ::fsync(dfd);
-    ::close(dfd);
-  }
-  return true;
+  return brix::fs::ReplaceContents(path.c_str(), content.data(), content.size());
 }
 
 }  // namespace

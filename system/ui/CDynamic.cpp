@@ -33,16 +33,6 @@ struct FdGuard {
   }
 };
 
-// Makes a rename in the file's directory durable; a failure here loses nothing already
-// written, so it is not reported.
-void SyncDirectoryOf(const char* path) {
-  std::string dir(path);
-  const std::size_t slash = dir.find_last_of('/');
-  dir = slash == std::string::npos ? "." : slash == 0 ? "/" : dir.substr(0, slash);
-  FdGuard d{::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
-  if (d.fd >= 0) ::fsync(d.fd);
-}
-
 }  // namespace
 
 CDynamic::CDynamic() { bounds_.Invalidate(); }
@@ -90,27 +80,8 @@ int CDynamic::Save(const char* path) const {
   PutLE(bytes.data() + 8, static_cast<std::uint32_t>(words_.size()));
   for (std::size_t i = 0; i < words_.size(); ++i) PutLE(bytes.data() + kHeaderBytes + 4 * i, words_[i]);
 
-  // A temporary file beside the target, synced and renamed over it: the old file stays
-  // whole until the new one is complete.
-  std::string temp = std::string(path) + ".XXXXXX";
-  FdGuard guard{::mkstemp(temp.data())};
-  if (guard.fd < 0) return 0;
-  const mode_t mask = ::umask(0);
-  ::umask(mask);
-  bool ok = ::fchmod(guard.fd, 0666 & ~mask) == 0 &&
-            brix::fs::WriteAll(guard.fd, bytes.data(), bytes.size()) && ::fsync(guard.fd) == 0;
-  if (ok) {
-    ok = ::close(guard.fd) == 0;
-    guard.fd = -1;
-  }
-  if (ok && ::rename(temp.c_str(), path) == 0) {
-    SyncDirectoryOf(path);
-    return 1;
-  }
-  const int saved = errno;
-  ::unlink(temp.c_str());
-  errno = saved;
-  return 0;
+  // The old file stays whole until the new one is complete.
+  return brix::fs::ReplaceContents(path, bytes.data(), bytes.size()) ? 1 : 0;
 }
 
 int CDynamic::Load(const char* path, UI_PlayResult* result) {

@@ -25,10 +25,8 @@ class Sink {
   std::string bytes_;
 };
 
-/// Replaces `path` with `bytes`: a temporary file beside it, synced and renamed over the
-/// target, then the directory synced. An existing target that is not a regular file (a
-/// directory, a device, a symbolic link) is left alone and the call fails. Returns 1 on
-/// success, 0 on failure with errno set and nothing left behind.
+/// Replaces `path` with `bytes` as every file of the library is replaced
+/// (brix::fs::ReplaceContents). Returns 1 on success, 0 with errno set.
 int ReplaceFile(const std::string& path, const std::string& bytes);
 
 }  // namespace brix::cairo_out
