@@ -738,7 +738,7 @@ TEST_F(ToolsTest, DrawNamesTheFirstBadWord) {
       {"cut", DrawingFile(with({4, 10})), 2, "word 7 (byte 40 of the file), command 4 MoveTo: "
                                               "command runs past the end"},
       {"unterminated", DrawingFile(with({25, 1, xxxx})), 2,
-       "word 7 (byte 40 of the file), command 25 DrawString: string without terminating zero"},
+       "word 7 (byte 40 of the file), command 25 DrawString: malformed string"},
       {"count", DrawingFile(with({11, 1000000, 1, 1})), 2,
        "word 7 (byte 40 of the file), command 11 PolyLine: count larger than the stream"},
       {"first", DrawingFile({0}), 0, "word 0 (byte 12 of the file), command 0"},

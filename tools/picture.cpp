@@ -163,25 +163,11 @@ UI_PlayResult ReplayWithProgress(const CDynamic& drawing, UI_DrawArea& area,
   return total;
 }
 
-// Why a replay stopped, in words. (UI_PlayResult::GetReason is not exported from the
-// library, so the program says it itself.)
-const char* Reason(UI_PlayStatus status) {
-  switch (status) {
-    case UI_PlayStatus::Complete: return "complete";
-    case UI_PlayStatus::UnknownCommand: return "unknown command";
-    case UI_PlayStatus::Truncated: return "command runs past the end";
-    case UI_PlayStatus::BadCount: return "count larger than the stream";
-    case UI_PlayStatus::BadString: return "string without terminating zero";
-    case UI_PlayStatus::BadRegion: return "malformed region image";
-  }
-  return "unknown reason";
-}
-
 std::string DescribeFailure(const UI_PlayResult& r) {
   const char* name = UI_DrawingPlayer::CommandName(r.command);
   return "word " + std::to_string(r.position) + " (byte " + std::to_string(12 + 4 * r.position) +
          " of the file), command " + std::to_string(r.command) + (name ? std::string(" ") + name : "") +
-         ": " + Reason(r.status);
+         ": " + r.GetReason();
 }
 
 }  // namespace brixtool
