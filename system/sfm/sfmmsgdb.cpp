@@ -336,19 +336,30 @@ struct SFM_MessageDB::Source {
 
   bool IsOpen() { return file.IsOpen() != 0; }
   long Length() { return file.GetLength(); }
-  long Read(void* buffer, long count) { return file.Read(buffer, count); }
-  // SFM_File seeks by int; larger offsets are reached in steps from the start.
-  long ReadAt(int64_t offset, void* buffer, long count) {
-    int step = int(std::min<int64_t>(offset, INT32_MAX));
-    if (!file.Seek(step, SFM_File::Begin)) return 0;
-    for (offset -= step; offset > 0; offset -= step) {
-      step = int(std::min<int64_t>(offset, INT32_MAX));
-      if (!file.Seek(step, SFM_File::Current)) return 0;
-    }
+  long Read(void* buffer, long count) {
+    next = -1;
     return file.Read(buffer, count);
+  }
+  // SFM_File seeks by int; larger offsets are reached in steps from the start. Texts
+  // read in file order (a section's messages) follow each other, so the stream is
+  // often already there and keeps its buffer.
+  long ReadAt(int64_t offset, void* buffer, long count) {
+    if (offset != next) {
+      next = -1;
+      int step = int(std::min<int64_t>(offset, INT32_MAX));
+      if (!file.Seek(step, SFM_File::Begin)) return 0;
+      for (int64_t rest = offset - step; rest > 0; rest -= step) {
+        step = int(std::min<int64_t>(rest, INT32_MAX));
+        if (!file.Seek(step, SFM_File::Current)) return 0;
+      }
+    }
+    const long got = file.Read(buffer, count);
+    next = got == count ? offset + count : -1;
+    return got;
   }
 
   SFM_File file;
+  int64_t next = -1;  // where the stream stands after the last read, -1 when unknown
 };
 
 SFM_MessageDB::SFM_MessageDB(SYS_String fileName) : SFM_MessageDB(fileName, 1) {}
@@ -380,19 +391,16 @@ SYS_String SFM_MessageDB::ReadText(long key, bool raw) const {
   if (!IsValid() || key < INT32_MIN || key > INT32_MAX) return SYS_String();
   const Index::Record* r = m_Index->Find(int32_t(key));
   if (!r || r->length == 0) return SYS_String();
-  char small[256];
-  std::vector<char> large;
-  char* buffer = small;
-  if (size_t(r->length) > sizeof small) {
-    large.resize(size_t(r->length));
-    buffer = large.data();
-  }
+  // Read straight into the result's own buffer.
+  SYS_String text;
+  char* buffer = text.GetBuffer(r->length);
   long got = m_Source->ReadAt(r->offset, buffer, r->length);
   if (got <= 0) return SYS_String();
   // Like a C string: the text ends at a NUL that appeared in the file since indexing.
   size_t length = strnlen(buffer, size_t(got));
   if (!raw && length > 0 && buffer[length - 1] == '$') --length;
-  return SYS_String(buffer, int(length));
+  text.ReleaseBuffer(int(length));
+  return text;
 }
 
 SYS_String SFM_MessageDB::getTxt(long key) const { return ReadText(key, false); }
