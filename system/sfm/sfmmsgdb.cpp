@@ -336,30 +336,21 @@ struct SFM_MessageDB::Source {
 
   bool IsOpen() { return file.IsOpen() != 0; }
   long Length() { return file.GetLength(); }
-  long Read(void* buffer, long count) {
-    next = -1;
-    return file.Read(buffer, count);
-  }
-  // SFM_File seeks by int; larger offsets are reached in steps from the start. Texts
-  // read in file order (a section's messages) follow each other, so the stream is
-  // often already there and keeps its buffer.
+  long Read(void* buffer, long count) { return file.Read(buffer, count); }
+  // SFM_File seeks by int; larger offsets are reached in steps from the start. (A
+  // seek within the stream's buffer costs the C library no system call, so there is
+  // nothing to gain from skipping it.)
   long ReadAt(int64_t offset, void* buffer, long count) {
-    if (offset != next) {
-      next = -1;
-      int step = int(std::min<int64_t>(offset, INT32_MAX));
-      if (!file.Seek(step, SFM_File::Begin)) return 0;
-      for (int64_t rest = offset - step; rest > 0; rest -= step) {
-        step = int(std::min<int64_t>(rest, INT32_MAX));
-        if (!file.Seek(step, SFM_File::Current)) return 0;
-      }
+    int step = int(std::min<int64_t>(offset, INT32_MAX));
+    if (!file.Seek(step, SFM_File::Begin)) return 0;
+    for (offset -= step; offset > 0; offset -= step) {
+      step = int(std::min<int64_t>(offset, INT32_MAX));
+      if (!file.Seek(step, SFM_File::Current)) return 0;
     }
-    const long got = file.Read(buffer, count);
-    next = got == count ? offset + count : -1;
-    return got;
+    return file.Read(buffer, count);
   }
 
   SFM_File file;
-  int64_t next = -1;  // where the stream stands after the last read, -1 when unknown
 };
 
 SFM_MessageDB::SFM_MessageDB(SYS_String fileName) : SFM_MessageDB(fileName, 1) {}
