@@ -6,6 +6,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "sfmmsgdb.h"
@@ -122,5 +123,31 @@ void BM_FseekFreadRandom(benchmark::State& state) {
   state.SetItemsProcessed(int64_t(state.iterations()) * kLookups);
 }
 BENCHMARK(BM_FseekFreadRandom)->Unit(benchmark::kMillisecond);
+
+// The same work getTxt does: find the key's place in a table, read the text there and
+// hand it back as a string of its own.
+void BM_MapFseekFreadRandom(benchmark::State& state) {
+  MessageFile& file = File();
+  std::unordered_map<long, std::pair<long, long>> places;
+  for (size_t i = 0; i < file.keys.size(); ++i) places[file.keys[i]] = file.offsetsLengths[i];
+  FILE* f = fopen(file.path.c_str(), "r");
+  std::vector<size_t> picks = RandomPicks();
+  for (auto _ : state) {
+    long total = 0;
+    for (size_t p : picks) {
+      auto found = places.find(file.keys[p]);
+      if (found == places.end()) continue;
+      auto [offset, length] = found->second;
+      std::string text(size_t(length), '\0');
+      fseek(f, offset, SEEK_SET);
+      text.resize(fread(text.data(), 1, size_t(length), f));
+      total += long(text.size());
+    }
+    benchmark::DoNotOptimize(total);
+  }
+  fclose(f);
+  state.SetItemsProcessed(int64_t(state.iterations()) * kLookups);
+}
+BENCHMARK(BM_MapFseekFreadRandom)->Unit(benchmark::kMillisecond);
 
 }  // namespace

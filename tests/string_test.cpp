@@ -956,3 +956,65 @@ TEST(StringTest, SpansNeverSplitADoubleByteCharacter) {
     EXPECT_EQ(Str(s.SpanExcluding(c.set)), c.excluding) << c.text << " / " << c.set;
   }
 }
+
+// The searches take a byte match below 0x80 that follows a byte below 0x80 as a character
+// without asking the code page; any other match is checked by stepping whole characters.
+TEST(StringTest, DoubleByteSearchesSkipTrailBytes) {
+  const test_locale::Scoped gbk(LC_CTYPE, test_locale::kGbk);
+  BRIX_REQUIRE_LOCALE(gbk);
+  ASSERT_EQ(MB_CUR_MAX, 2u);
+  const SYS_String a("\x81\x41" "A");
+  EXPECT_EQ(a.Find('A'), 2);
+  EXPECT_EQ(a.Find("A"), 2);
+  EXPECT_EQ(a.Find("A", 2), 2);
+  const SYS_String b("\x81\x81\x41" "A");  // "\x81\x81" is one character, both "A" stand alone
+  EXPECT_EQ(b.Find('A'), 2);
+  EXPECT_EQ(b.Find("AA"), 2);
+  const SYS_String c("x\x81\x41" "zA");
+  EXPECT_EQ(c.Find('A'), 4);
+  EXPECT_EQ(c.Find("Az"), -1);
+  EXPECT_EQ(c.Find("z"), 3);  // follows a trail byte below 0x80: a character of its own
+  const SYS_String d("\x81\x41" "B" "AB");
+  EXPECT_EQ(d.Find("AB"), 3);
+  EXPECT_EQ(d.Find('B'), 2);
+  const SYS_String e("\x81\x41\x81\x41");
+  EXPECT_EQ(e.Find('A'), -1);
+  EXPECT_EQ(e.Find("A", 2), -1);
+  EXPECT_EQ(SYS_String("A\x81\x41").Find('A'), 0);
+}
+
+// A same-length overwrite writes in place only into a private buffer; a text taken from
+// the buffer itself may overlap the range. Appended integers cover the whole range.
+TEST(StringTest, OverwriteInPlaceAndAppendExtremeIntegers) {
+  SYS_String s("abcdefgh");
+  SYS_String shared(s);
+  s.Replace(2, 3, "XYZ");
+  EXPECT_EQ(Str(s), "abXYZfgh");
+  EXPECT_EQ(Str(shared), "abcdefgh");
+  s.Replace(1, 4, s.GetString() + 4);  // "Zfgh" over "bXYZ", the ranges overlapping
+  EXPECT_EQ(Str(s), "aZfghfgh");
+  s.Replace(2, 5, s.GetString() + 3);  // "ghfgh" one byte further back
+  EXPECT_EQ(Str(s), "aZghfghh");
+  s.Replace(6, 4, "zzzz");  // reaches past the end: clamped, so the text grows
+  EXPECT_EQ(Str(s), "aZghfgzzzz");
+  EXPECT_EQ(Str(shared), "abcdefgh");
+
+  struct Case {
+    long value;
+    const char* expected;
+  };
+  const Case longs[] = {{LONG_MIN, "-9223372036854775808"}, {LONG_MAX, "9223372036854775807"},
+                        {0, "0"}, {-1, "-1"}};
+  for (int room = 0; room < 24; ++room) {
+    for (const Case& c : longs) {
+      SYS_String t(std::string(static_cast<std::size_t>(room), 'r').c_str());
+      SYS_String copy(t);
+      t << c.value;
+      EXPECT_EQ(Str(t), std::string(static_cast<std::size_t>(room), 'r') + c.expected);
+      EXPECT_EQ(copy.GetLength(), room);
+    }
+  }
+  SYS_String u;
+  u << ULONG_MAX << ' ' << INT_MIN << ' ' << UINT_MAX;
+  EXPECT_EQ(Str(u), "18446744073709551615 -2147483648 4294967295");
+}

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <charconv>
 #include <climits>
 #include <compare>
 #include <cstdarg>
@@ -98,7 +99,15 @@ class BRIX_API SYS_String {
   /// 0 and a `pos` past the end appends; a negative `count` deletes nothing and a
   /// `count` reaching past the end deletes to the end; a null `text` inserts nothing.
   void Replace(int pos, int count, const char* text) {
-    ReplaceBytes(pos, count, text, text ? LengthOf(text) : 0);
+    const int length = text ? LengthOf(text) : 0;
+    // Overwriting a range of a private buffer with as many bytes moves nothing else.
+    Rep* const rep = GetRep();
+    if (length == count && count > 0 && pos >= 0 && count <= rep->length - pos &&
+        rep->refs.load(std::memory_order_acquire) == 1) {
+      std::memmove(m_pch + pos, text, static_cast<std::size_t>(count));  // text may be inside
+      return;
+    }
+    ReplaceBytes(pos, count, text, length);
   }
   /// Replaces every occurrence of `old` (left to right, not overlapping) by
   /// `with`; returns the number replaced. A null or empty `old` replaces nothing.
@@ -139,13 +148,42 @@ class BRIX_API SYS_String {
 
   /// First single-byte character `ch` at or after `start` (0 to length). A NUL is
   /// found at the length: the terminator takes part in the search.
-  int Find(char ch, int start = 0) const;
+  int Find(char ch, int start = 0) const {
+    const int length = GetLength();
+    if (start < 0 || start > length) return -1;
+    if (static_cast<unsigned char>(ch) >= 0x80) return FindCharStepped(ch, start);
+    // The terminator takes part in the search.
+    const void* hit = std::memchr(m_pch + start, ch, static_cast<std::size_t>(length - start) + 1);
+    if (!hit) return -1;
+    const int at = static_cast<int>(static_cast<const char*>(hit) - m_pch);
+    if (IsAsciiAtBoundary(at, start)) return at;
+    return FindCharStepped(ch, start);
+  }
   /// First occurrence of `sub` at or after `start`; `start` must be 0 to length - 1,
   /// so nothing is ever found in an empty string.
   int Find(const char* sub, int start = 0) const {
     // By design a start at the length fails, even for an empty `sub`.
-    if (!sub || start < 0 || start >= GetLength()) return -1;
-    return FindBytes(sub, LengthOf(sub), start);
+    const int length = GetLength();
+    if (!sub || start < 0 || start >= length) return -1;
+    const int subLength = LengthOf(sub);
+    if (subLength == 0) return start;
+    if (subLength > length - start) return -1;
+    if (static_cast<unsigned char>(sub[0]) >= 0x80) return FindBytes(sub, subLength, start);
+    // Look for the first byte, then compare the rest; the first byte match found is
+    // the answer when it begins a character.
+    const char* p = m_pch + start;
+    const char* const last = m_pch + (length - subLength);  // last possible beginning
+    for (;;) {
+      p = static_cast<const char*>(std::memchr(p, sub[0], static_cast<std::size_t>(last - p) + 1));
+      if (!p) return -1;
+      int k = 1;  // needles are short: a byte loop beats a call to memcmp
+      while (k < subLength && p[k] == sub[k]) ++k;
+      if (k == subLength) break;
+      if (p == last) return -1;
+      ++p;
+    }
+    const int at = static_cast<int>(p - m_pch);
+    return IsAsciiAtBoundary(at, start) ? at : FindBytes(sub, subLength, start);
   }
   /// First character at or after `start` (0 to length) that occurs in `set`.
   int FindOneOf(const char* set, int start = 0) const;
@@ -188,10 +226,10 @@ class BRIX_API SYS_String {
   }
   SYS_String& operator<<(const SYS_String& text);
   /// Decimal, with "-" when negative.
-  SYS_String& operator<<(long value);
-  SYS_String& operator<<(int value);
-  SYS_String& operator<<(unsigned long value);
-  SYS_String& operator<<(unsigned int value);
+  SYS_String& operator<<(long value) { return AppendDecimal(value); }
+  SYS_String& operator<<(int value) { return AppendDecimal(value); }
+  SYS_String& operator<<(unsigned long value) { return AppendDecimal(value); }
+  SYS_String& operator<<(unsigned int value) { return AppendDecimal(value); }
   /// Fixed point with six decimals ("%f").
   SYS_String& operator<<(double value);
   SYS_String& operator<<(float value);
@@ -341,8 +379,38 @@ class BRIX_API SYS_String {
     }
     return AppendGrow(text, length);
   }
+  // Appends the decimal digits of an integer, written straight into a private buffer
+  // that has room for the longest.
+  template <typename Integer>
+  SYS_String& AppendDecimal(Integer value) {
+    constexpr int kRoom = 21;  // sign and digits of any 64-bit value
+    char* const data = m_pch;
+    Rep* const rep = reinterpret_cast<Rep*>(data) - 1;
+    const std::int32_t used = rep->length;
+    if (kRoom <= rep->capacity - used && rep->refs.load(std::memory_order_acquire) == 1) {
+      char* const end = std::to_chars(data + used, data + used + kRoom, value).ptr;
+      *end = '\0';
+      rep->length = static_cast<std::int32_t>(end - data);
+      return *this;
+    }
+    char digits[kRoom];
+    const char* const end = std::to_chars(digits, digits + kRoom, value).ptr;
+    return AppendBytes(digits, static_cast<int>(end - digits));
+  }
   // AppendBytes when the buffer is shared or too small.
   SYS_String& AppendGrow(const char* text, int length);
+  // Whether the byte at `at`, found by a search from the character boundary `start`,
+  // is a character of its own whatever the code page, so that no code-page query is
+  // needed: it is below 0x80 and follows a byte below 0x80. In every code page a
+  // locale can use, lead bytes are 0x80 or above, so the byte before is a character
+  // or the last byte of one (the digit second byte of a four-byte GB18030 character
+  // is followed by a byte of 0x81 or above, never by one below 0x80).
+  bool IsAsciiAtBoundary(int at, int start) const noexcept {
+    return static_cast<unsigned char>(m_pch[at]) < 0x80 &&
+           (at == start || static_cast<unsigned char>(m_pch[at - 1]) < 0x80);
+  }
+  // Find(ch, start) stepping whole characters of the code page, `start` checked.
+  int FindCharStepped(char ch, int start) const;
   // Find(sub, start) with the length of `sub` known and `start` checked.
   int FindBytes(const char* sub, int subLength, int start) const;
   // Replace(pos, count, text) with the length of `text` known.

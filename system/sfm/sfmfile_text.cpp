@@ -82,6 +82,25 @@ SYS_String SFM_File::GetLine(long maxLength) {
   if (!stream_) return SYS_String();
   clearerr_unlocked(stream_);
   const bool text = mode_.Find('b') < 0;
+#if defined(__GLIBC__)
+  // Mostly the whole line lies in the stream's buffer and needs no CR LF fix-up:
+  // then the result is copied from there once, with no piece buffer in between.
+  if (stream_->_IO_read_ptr < stream_->_IO_read_end) {
+    const char* p = stream_->_IO_read_ptr;
+    const size_t avail =
+        std::min(static_cast<size_t>(stream_->_IO_read_end - p), static_cast<size_t>(limit));
+    const char* nl = static_cast<const char*>(std::memchr(p, '\n', avail));
+    if (nl && !(text && nl > p && nl[-1] == '\r')) {
+      const int take = static_cast<int>(nl - p) + 1;
+      SYS_String line(p, take);
+      stream_->_IO_read_ptr += take;
+      // By design the check follows the read.
+      SSM_CHECK_EX(text, "Tamsk: Can't call GetLine on binary file", kFile, 546,
+                   SSM_InternalError, 0);
+      return line;
+    }
+  }
+#endif
   char buffer[kLinePiece + 1];
   int length = 0;
   while (length < limit) {

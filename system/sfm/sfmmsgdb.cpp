@@ -337,7 +337,9 @@ struct SFM_MessageDB::Source {
   bool IsOpen() { return file.IsOpen() != 0; }
   long Length() { return file.GetLength(); }
   long Read(void* buffer, long count) { return file.Read(buffer, count); }
-  // SFM_File seeks by int; larger offsets are reached in steps from the start.
+  // SFM_File seeks by int; larger offsets are reached in steps from the start. (A
+  // seek within the stream's buffer costs the C library no system call, so there is
+  // nothing to gain from skipping it.)
   long ReadAt(int64_t offset, void* buffer, long count) {
     int step = int(std::min<int64_t>(offset, INT32_MAX));
     if (!file.Seek(step, SFM_File::Begin)) return 0;
@@ -380,19 +382,16 @@ SYS_String SFM_MessageDB::ReadText(long key, bool raw) const {
   if (!IsValid() || key < INT32_MIN || key > INT32_MAX) return SYS_String();
   const Index::Record* r = m_Index->Find(int32_t(key));
   if (!r || r->length == 0) return SYS_String();
-  char small[256];
-  std::vector<char> large;
-  char* buffer = small;
-  if (size_t(r->length) > sizeof small) {
-    large.resize(size_t(r->length));
-    buffer = large.data();
-  }
+  // Read straight into the result's own buffer.
+  SYS_String text;
+  char* buffer = text.GetBuffer(r->length);
   long got = m_Source->ReadAt(r->offset, buffer, r->length);
   if (got <= 0) return SYS_String();
   // Like a C string: the text ends at a NUL that appeared in the file since indexing.
   size_t length = strnlen(buffer, size_t(got));
   if (!raw && length > 0 && buffer[length - 1] == '$') --length;
-  return SYS_String(buffer, int(length));
+  text.ReleaseBuffer(int(length));
+  return text;
 }
 
 SYS_String SFM_MessageDB::getTxt(long key) const { return ReadText(key, false); }

@@ -406,35 +406,6 @@ SYS_String& SYS_String::operator+=(const SYS_String& text) {
   return AppendBytes(text.m_pch, text.GetLength());
 }
 
-namespace {
-
-template <typename T>
-int Decimal(char (&digits)[24], T value) {
-  return static_cast<int>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
-}
-
-}  // namespace
-
-SYS_String& SYS_String::operator<<(long value) {
-  char digits[24];
-  return AppendBytes(digits, Decimal(digits, value));
-}
-
-SYS_String& SYS_String::operator<<(int value) {
-  char digits[24];
-  return AppendBytes(digits, Decimal(digits, value));
-}
-
-SYS_String& SYS_String::operator<<(unsigned long value) {
-  char digits[24];
-  return AppendBytes(digits, Decimal(digits, value));
-}
-
-SYS_String& SYS_String::operator<<(unsigned int value) {
-  char digits[24];
-  return AppendBytes(digits, Decimal(digits, value));
-}
-
 SYS_String& SYS_String::operator<<(double value) {
   // Room for the 309 integer digits of the largest double plus six decimals.
   char text[400];

@@ -96,9 +96,8 @@ int FindText(const char* text, int length, int start, const char* sub, std::size
 
 }  // namespace
 
-int SYS_String::Find(char ch, int start) const {
+int SYS_String::FindCharStepped(char ch, int start) const {
   const int length = GetLength();
-  if (start < 0 || start > length) return -1;
   const MbMode mode = brixsys_internal::CurrentMbMode();
   // A NUL is never part of a multibyte character, nor is an ASCII byte in UTF-8.
   if (mode == MbMode::Single || ch == '\0' ||
