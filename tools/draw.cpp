@@ -163,7 +163,7 @@ int RunDraw(int argc, char** argv) {
     if (argc - at != 2) return UsageError("render wants DRAWING and OUT");
     UI_CairoFormat format;
     if (!PictureFormat(argv[at + 1], format))
-      return UsageError("\"" + std::string(argv[at + 1]) + "\": want a picture ending in .png, .svg or .pdf");
+      return UsageError(std::string(1, '"').append(argv[at + 1]).append("\": want a picture ending in .png, .svg or .pdf"));
     CDynamic drawing;
     if (!LoadDrawing(argv[at], drawing)) return kExitFailed;
     return RenderDrawing(drawing, argv[at + 1], options);
