@@ -139,24 +139,16 @@ UI_PlayResult ReplayWithProgress(const CDynamic& drawing, UI_DrawArea& area,
   const std::size_t count = drawing.GetCount();
   Progress progress(label, static_cast<long long>(count), count >= kLargeDrawing);
   UI_PlayResult total;
-  std::size_t from = 0, slice = kSlice;
+  std::size_t from = 0;
   while (from < count) {
-    // A slice may end inside a command, which then reads as cut short or miscounted: it is
-    // played again from its own start with the next slice, or with a longer one when it is
-    // the first command of the slice. Only a failure at the stream's end is final.
-    const std::size_t end = count - from <= slice ? count : from + slice;
-    UI_PlayResult r = UI_DrawingPlayer::Play(words, end, area, from);
+    // Whole commands of about a slice each, so that progress moves between them.
+    UI_PlayResult r = UI_DrawingPlayer::Play(words, count, area, from, 0, from + kSlice);
     total.played += r.played;
-    if (!r.IsComplete() && end == count) {
+    if (!r.IsComplete()) {
       r.played = total.played;
       return r;
     }
-    if (r.IsComplete() || r.position > from) {
-      from = r.IsComplete() ? end : r.position;
-      slice = kSlice;
-    } else {
-      slice *= 2;
-    }
+    from = r.position;
     progress.Update(static_cast<long long>(from));
   }
   total.position = count;

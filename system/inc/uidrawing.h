@@ -52,9 +52,12 @@ class BRIX_API UI_DrawingPlayer {
   /// Play flag: text commands (26) are read but not drawn.
   static constexpr unsigned kSkipText = 1;
 
-  /// Plays words [from, count) of `words` into `target`.
+  /// Plays words [from, count) of `words` into `target`. With `pause` below `count` the
+  /// replay also ends, complete, before the first command that begins at or after word
+  /// `pause`; its result's position is where the next call goes on (long replays in steps).
   static UI_PlayResult Play(const std::uint32_t* words, std::size_t count, UI_DrawArea& target,
-                            std::size_t from = 0, unsigned flags = 0);
+                            std::size_t from = 0, unsigned flags = 0,
+                            std::size_t pause = SIZE_MAX);
   /// Writes one line per command ("4 MoveTo 10 20") to `out`, and a last line naming the
   /// reason when the stream is malformed. Answers the replay's result.
   static UI_PlayResult Describe(const std::uint32_t* words, std::size_t count, std::string& out);

@@ -425,11 +425,12 @@ const char* UI_DrawingPlayer::CommandName(std::uint32_t command) {
 }
 
 UI_PlayResult UI_DrawingPlayer::Play(const std::uint32_t* words, std::size_t count,
-                                     UI_DrawArea& target, std::size_t from, unsigned flags) {
+                                     UI_DrawArea& target, std::size_t from, unsigned flags,
+                                     std::size_t pause) {
   UI_PlayResult result;
   PenState pen;
   std::size_t at = from < count ? from : count;
-  while (at < count) {
+  while (at < count && at < pause) {
     const std::uint32_t command = words[at];
     Reader r(words, count, at + 1);
     const Status status = PlayOne(command, r, target, pen, flags);
