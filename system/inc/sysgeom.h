@@ -3,10 +3,6 @@
 
 #include <cstdint>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 #include "brixexport.h"
 
 class SYS_Transform;
@@ -37,14 +33,12 @@ constexpr std::int32_t Abs(std::int32_t a) { return a < 0 ? Sub(0, a) : a; }
 }  // namespace sys_detail
 
 /// Truncates toward zero into 32 bits. A value that does not fit (or NaN) gives
-/// INT32_MIN, the result of the processor's own conversion, instead of undefined behaviour.
+/// INT32_MIN, what the processor's own conversion gives, instead of undefined behaviour.
+/// The range is checked here rather than left to the conversion instruction so that a
+/// compiler folding a constant argument gets the same answer as the run-time code.
 inline std::int32_t SYS_Truncate(double v) {
-#if defined(__SSE2__)
-  return _mm_cvttsd_si32(_mm_set_sd(v));
-#else
   if (!(v > -2147483649.0 && v < 2147483648.0)) return INT32_MIN;
   return static_cast<std::int32_t>(v);
-#endif
 }
 
 /// Rounds half away from zero (add or subtract 0.5, then truncate) into 32 bits;
