@@ -1,13 +1,15 @@
 // drawing_test.cpp - the recording draw area, recorded drawings, their player, files and the
 // draw-area processor.
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -37,10 +39,7 @@ Words ImageWords(const DARegion& region) {
   std::vector<char> bytes(static_cast<std::size_t>(region.GetImageLength()));
   region.CreateImage(bytes.data());
   Words out(bytes.size() / 4);
-  for (std::size_t i = 0; i < out.size(); ++i) {
-    const auto* b = reinterpret_cast<const unsigned char*>(bytes.data() + 4 * i);
-    out[i] = b[0] | b[1] << 8 | b[2] << 16 | static_cast<std::uint32_t>(b[3]) << 24;
-  }
+  std::memcpy(out.data(), bytes.data(), bytes.size());  // little-endian host
   return out;
 }
 
@@ -48,6 +47,25 @@ Words Concat(std::initializer_list<Words> parts) {
   Words out;
   for (const Words& p : parts) out.insert(out.end(), p.begin(), p.end());
   return out;
+}
+
+// A directory of its own per test, removed afterwards.
+struct TempDir {
+  TempDir() : path(std::filesystem::temp_directory_path() / ("drawing_test_" + std::to_string(::getpid()))) {
+    std::filesystem::remove_all(path);
+    std::filesystem::create_directories(path);
+  }
+  ~TempDir() { std::filesystem::remove_all(path); }
+  std::string operator/(const char* name) const { return (path / name).string(); }
+  std::filesystem::path path;
+};
+
+void WriteBytes(const std::string& path, const std::vector<unsigned char>& bytes) {
+  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+}
+std::vector<unsigned char> ReadBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), {});
 }
 
 struct LayoutCase {
@@ -132,20 +150,9 @@ std::vector<LayoutCase> LayoutCases() {
   };
 }
 
-TEST(DrawingTest, RecordingLayouts) {
-  for (const LayoutCase& c : LayoutCases()) {
-    SCOPED_TRACE(c.name);
-    CDynamic d;
-    UI_DrawArea area;
-    area.AttachDrawing(&d);
-    c.draw(area);
-    EXPECT_EQ(WordsOf(d), c.expected);
-  }
-}
-
-// Replays into a second recording area give the same words, and the description has one
-// line per command.
-TEST(DrawingTest, EveryCommandRoundTrips) {
+// Every command records word for word; a replay into a second recording area gives the same
+// words, and the description has one line per command.
+TEST(DrawingTest, EveryCommandRecordsItsLayoutAndRoundTrips) {
   for (const LayoutCase& c : LayoutCases()) {
     SCOPED_TRACE(c.name);
     CDynamic first, second;
@@ -153,6 +160,7 @@ TEST(DrawingTest, EveryCommandRoundTrips) {
     a.AttachDrawing(&first);
     b.AttachDrawing(&second);
     c.draw(a);
+    EXPECT_EQ(WordsOf(first), c.expected);
     const UI_PlayResult r = first.Play(b);
     EXPECT_TRUE(r.IsComplete()) << r.GetReason();
     EXPECT_EQ(r.position, first.GetCount());
@@ -216,20 +224,29 @@ void RandomCall(UI_DrawArea& a, std::mt19937& rng) {
   }
 }
 
-TEST(DrawingTest, RandomSequencesRoundTripAndPrefixesStopCleanly) {
+// Random drawings: recorded, saved as a file, loaded and replayed, they come back word for
+// word; any prefix plays up to a command boundary.
+TEST(DrawingTest, RandomDrawingsRoundTripThroughFilesAndPrefixesStopCleanly) {
+  TempDir dir;
+  const std::string path = dir / "random.bxd";
   std::mt19937 rng(20261123);
   for (int iteration = 0; iteration < 200; ++iteration) {
-    CDynamic first, second;
+    CDynamic first, loaded, second;
     UI_DrawArea a, b;
     a.AttachDrawing(&first);
     b.AttachDrawing(&second);
     const int calls = 1 + static_cast<int>(rng() % 40);
     for (int i = 0; i < calls; ++i) RandomCall(a, rng);
-    ASSERT_TRUE(first.Play(b).IsComplete());
+    ASSERT_EQ(first.Save(path.c_str()), 1);
+    ASSERT_EQ(ReadBytes(path).size(), 12 + 4 * first.GetCount());
+    ASSERT_EQ(loaded.Load(path.c_str()), 1);
+    ASSERT_EQ(WordsOf(loaded), WordsOf(first));
+    EXPECT_EQ(loaded.GetBounds(), first.GetBounds());
+    EXPECT_EQ(loaded.GetCursor(), first.GetCursor());
+    ASSERT_TRUE(loaded.Play(b).IsComplete());
     ASSERT_EQ(WordsOf(second), WordsOf(first));
     EXPECT_EQ(second.GetBounds(), first.GetBounds());
 
-    // Any prefix plays up to a command boundary, and what it plays is a prefix of the stream.
     const std::size_t cut = rng() % first.GetCount();
     CDynamic partial;
     UI_DrawArea c;
@@ -238,10 +255,9 @@ TEST(DrawingTest, RandomSequencesRoundTripAndPrefixesStopCleanly) {
     ASSERT_LE(r.position, cut);
     EXPECT_EQ(partial.GetCount(), r.position);
     EXPECT_TRUE(std::equal(partial.GetWords(), partial.GetWords() + partial.GetCount(), first.GetWords()));
-    if (!r.IsComplete()) {
-      EXPECT_NE(r.status, UI_PlayStatus::UnknownCommand);
-    }
+    if (!r.IsComplete()) EXPECT_NE(r.status, UI_PlayStatus::UnknownCommand);
   }
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path), {}), 1);  // no temp left
 }
 
 TEST(DrawingTest, CorruptStreamsStopAtTheCommand) {
@@ -302,29 +318,21 @@ TEST(DrawingTest, CorruptStreamsStopAtTheCommand) {
   }
 }
 
-TEST(DrawingTest, PlayerKeepsPositionAndPen) {
+TEST(DrawingTest, PlayerKeepsPositionAndPenAndDescribesCommands) {
   CDynamic d;
-  UI_DrawArea a;
+  UI_DrawArea a, sink;
   a.AttachDrawing(&d);
   a.MoveTo(SYS_Point(10, 10));
   a.LineToRel(5, -5, 1);
   a.PenColor(7);
   a.PenSize(30);
-  UI_DrawArea sink;
   const UI_PlayResult r = d.Play(sink);
-  EXPECT_EQ(r.cursor, SYS_Point(15, 5));
-  EXPECT_EQ(r.penColor, SYS_CompositeColor(7));
-  EXPECT_EQ(r.penSize, 30);
+  EXPECT_TRUE(r.cursor == SYS_Point(15, 5) && r.penColor == SYS_CompositeColor(7) && r.penSize == 30);
   EXPECT_EQ(r.played, 4u);
-  // Playing from the middle starts at that word.
-  EXPECT_EQ(d.Play(sink, 3).played, 3u);
+  EXPECT_EQ(d.Play(sink, 3).played, 3u);  // playing from the middle starts at that word
   EXPECT_EQ(d.Play(sink, d.GetCount() + 5).played, 0u);
-}
 
-TEST(DrawingTest, DescribeNamesEachCommand) {
-  CDynamic d;
-  UI_DrawArea a;
-  a.AttachDrawing(&d);
+  d.Clear();
   a.MoveTo(SYS_Point(10, -20));
   a.PenColor(SYS_CompositeColor::Rgb(255, 0, 0));
   a.DrawString("say \"hi\"\n");
@@ -343,15 +351,15 @@ TEST(DrawingTest, DescribeNamesEachCommand) {
 // A live surface that remembers what it was asked.
 class LiveArea : public UI_DrawArea {
  public:
-  SYS_Box DrawXorText(const char* text, int h, int v, long x, long y, int redraw) override {
+  SYS_Box DrawXorText(const char* text, int, int, long x, long y, int redraw) override {
     calls.push_back("xor " + std::string(text) + " " + std::to_string(x) + " " + std::to_string(redraw));
     return SYS_Box(x, y, x + 10, y + 10);
   }
-  SYS_Box DrawXorText(const char* text, int h, int v, SYS_Box box, int redraw) override {
+  SYS_Box DrawXorText(const char* text, int, int, SYS_Box box, int redraw) override {
     calls.push_back("xorbox " + std::string(text) + " " + std::to_string(redraw));
     return box;
   }
-  SYS_Box DrawReplaceText(const char* text, int h, int v, long x, long y, int redraw) override {
+  SYS_Box DrawReplaceText(const char* text, int, int, long, long, int redraw) override {
     calls.push_back("replace " + std::string(text) + " " + std::to_string(redraw));
     return SYS_Box(1, 1, 1, 1);
   }
@@ -366,7 +374,7 @@ class LiveArea : public UI_DrawArea {
   }
 };
 
-TEST(DrawingTest, BatchesAndTextReachTheLiveTarget) {
+TEST(DrawingTest, BatchesTextAndChangeEventsReachTheirListeners) {
   CDynamic d;
   LiveArea live;
   d.SetLiveTarget(&live);
@@ -376,34 +384,54 @@ TEST(DrawingTest, BatchesAndTextReachTheLiveTarget) {
   a.StartBatchDraw(1);
   EXPECT_EQ(d.GetBatchDepth(), 2);
   a.FillRect(SYS_Box(0, 0, 10, 20), 1);
-  a.EndBatchDraw();
-  a.EndBatchDraw();
+  a.EndBatchDraw(), a.EndBatchDraw();
   a.EndBatchDraw();  // at depth 0: no redraw, depth stays 0
   EXPECT_EQ(d.GetBatchDepth(), 0);
   ASSERT_EQ(live.redraws.size(), 2u);
   EXPECT_EQ(live.redraws[0], SYS_Box(0, 0, 10, 20));
-
   EXPECT_EQ(a.DrawXorText("a", 0, 0, SYS_Point(5, 6), 1), SYS_Box(5, 6, 15, 16));
   EXPECT_EQ(a.DrawXorText("b", 0, 0, SYS_Box(1, 2, 3, 4), 1), SYS_Box(1, 2, 3, 4));
   EXPECT_EQ(a.DrawReplaceText("c", 0, 0, SYS_Point(5, 6), 1), SYS_Box(1, 1, 1, 1));
   EXPECT_EQ(live.calls, (std::vector<std::string>{"xor a 5 0", "xorbox b 0", "replace c 0"}));
-  // The recorded commands keep the caller's last argument.
-  EXPECT_EQ(d.GetWords()[d.GetCount() - 1], 1u);
+  EXPECT_EQ(d.GetWords()[d.GetCount() - 1], 1u);  // the recording keeps the caller's last argument
+
+  // One change event per command, carrying the new count; bounds follow what is drawn.
+  CDynamic e;
+  std::vector<int> counts;
+  struct Listener {
+    std::vector<int>* out;
+    int On(int code, int* data) {
+      out->push_back(code == 1 ? *data : -code);
+      return 0;
+    }
+  } listener{&counts};
+  SCC_ObjectEventHook<Listener, int> hook(&listener, &Listener::On, e.GetChangeEvent());
+  a.AttachDrawing(&e);
+  SYS_Point pts[] = {SYS_Point(-50, 0), SYS_Point(0, 70), SYS_Point(20, 0)};
+  a.PolyLine(3, pts, 10, 1);
+  a.MoveTo(SYS_Point(100, 100));
+  a.PaintOval(SYS_Point(200, 200), 40L, 1);
+  a.PaintArea(CircleRegion(0, -300, 10), 2);
+  EXPECT_EQ(counts, (std::vector<int>{10, 13, 16, 20, static_cast<int>(e.GetCount())}));
+  EXPECT_EQ(e.GetBounds(), SYS_Box(-55, -310, 220, 220));
+  e.Clear();
+  EXPECT_EQ(counts.back(), -6);
+  EXPECT_TRUE(e.GetCount() == 0 && !e.GetBounds().IsValid());
 }
 
 TEST(DrawingTest, NothingAttachedRecordsNothingAndDefaultsAreNeutral) {
   UI_DrawArea a;
-  SYS_Point pts[] = {SYS_Point(1, 1)};
+  SYS_Point pts[] = {SYS_Point(1, 1)}, origin(3, 3);
   a.MoveTo(SYS_Point(1, 1));
   a.PolyLine(1, pts, 1, 1);
   a.StartBatchDraw(1);
   a.EndBatchDraw();
   a.PaintArea(CircleRegion(0, 0, 1), 1);
-  a.FrameArc(10L, 10L, 0.0, 1.0, 1);
+  a.PenSize(40);
   EXPECT_EQ(a.DrawXorText("x", 0, 0, 1L, 1L, 0), SYS_Box());
   EXPECT_EQ(a.GetAttachedDrawing(), nullptr);
-
-  SYS_Point origin(3, 3);
+  EXPECT_EQ(a.GetPenSize(), 0);
+  EXPECT_EQ(a.GetPenCap(), 0);
   EXPECT_EQ(a.GetScale(&origin), 1.0);
   EXPECT_EQ(a.SetScale(2.0, &origin, 1), 0);
   EXPECT_EQ(a.GetPixelSize(), 0.0);
@@ -419,97 +447,24 @@ TEST(DrawingTest, NothingAttachedRecordsNothingAndDefaultsAreNeutral) {
   a.GetVP(vp);
   EXPECT_EQ(vp, SYS_Box(1, 2, 3, 4));
   EXPECT_EQ(a.World2Screen(SYS_Point(10, 20)), CPoint(10, 20));
-  EXPECT_EQ(a.Screen2World(CPoint(10, 20)), SYS_Point(10, 20));
-  EXPECT_EQ(a.World2Screen(SYS_Box(1, 2, 3, 4)), CRect(1, 2, 3, 4));
   EXPECT_EQ(a.Screen2World(CRect(1, 2, 3, 4)), SYS_Box(1, 2, 3, 4));
-  EXPECT_EQ(a.Scale2ScreenX(500), 1);
-  EXPECT_EQ(a.Scale2WorldY(7), 1);
+  EXPECT_TRUE(a.Scale2ScreenX(500) == 1 && a.Scale2WorldY(7) == 1);
   std::unique_ptr<UI_DrawArea> clone(a.Clone());
   EXPECT_EQ(clone->GetAttachedDrawing(), nullptr);
 }
 
-TEST(DrawingTest, ChangeEventOncePerCommandAndBounds) {
-  CDynamic d;
-  std::vector<int> counts;
-  struct Listener {
-    std::vector<int>* out;
-    int On(int code, int* data) {
-      out->push_back(code == 1 ? *data : -code);
-      return 0;
-    }
-  } listener{&counts};
-  SCC_ObjectEventHook<Listener, int> hook(&listener, &Listener::On, d.GetChangeEvent());
-  UI_DrawArea a;
-  a.AttachDrawing(&d);
-  SYS_Point pts[] = {SYS_Point(-50, 0), SYS_Point(0, 70), SYS_Point(20, 0)};
-  a.PolyLine(3, pts, 10, 1);
-  a.MoveTo(SYS_Point(100, 100));
-  a.PaintOval(SYS_Point(200, 200), 40L, 1);
-  a.PaintArea(CircleRegion(0, -300, 10), 2);
-  EXPECT_EQ(counts, (std::vector<int>{10, 13, 16, 20, static_cast<int>(d.GetCount())}));
-  EXPECT_EQ(d.GetBounds(), SYS_Box(-55, -310, 220, 220));
-  d.Clear();
-  EXPECT_EQ(counts.back(), -6);
-  EXPECT_EQ(d.GetCount(), 0u);
-  EXPECT_FALSE(d.GetBounds().IsValid());
-}
-
-class DrawingFileTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    dir_ = std::filesystem::temp_directory_path() /
-           ("drawing_test_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::create_directories(dir_);
-  }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
-  std::string Path(const char* name) const { return (dir_ / name).string(); }
-  void WriteBytes(const std::string& path, const std::vector<unsigned char>& bytes) const {
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                                static_cast<std::streamsize>(bytes.size()));
-  }
-  std::vector<unsigned char> ReadBytes(const std::string& path) const {
-    std::ifstream in(path, std::ios::binary);
-    return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), {});
-  }
-  std::filesystem::path dir_;
-};
-
-TEST_F(DrawingFileTest, SaveLoadRoundTripReplacesAtomically) {
-  CDynamic d;
-  UI_DrawArea a;
-  a.AttachDrawing(&d);
-  a.MoveTo(SYS_Point(1, 2));
-  a.DrawString("text");
-  a.PaintArea(CircleRegion(10, 10, 5), 3);
-  const std::string path = Path("board.bxd");
-  WriteBytes(path, {'o', 'l', 'd'});
-  ASSERT_EQ(d.Save(path.c_str()), 1);
-  const std::vector<unsigned char> bytes = ReadBytes(path);
-  ASSERT_EQ(bytes.size(), 12 + 4 * d.GetCount());
-  EXPECT_EQ(std::vector<unsigned char>(bytes.begin(), bytes.begin() + 12),
-            (std::vector<unsigned char>{'B', 'X', 'D', 'W', 1, 0, 0, 0,
-                                        static_cast<unsigned char>(d.GetCount()), 0, 0, 0}));
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_), {}), 1);  // no temp left
-
-  CDynamic loaded;
-  ASSERT_EQ(loaded.Load(path.c_str()), 1);
-  EXPECT_EQ(WordsOf(loaded), WordsOf(d));
-  EXPECT_EQ(loaded.GetBounds(), d.GetBounds());
-  EXPECT_EQ(loaded.GetCursor(), d.GetCursor());
-
-  // A save into a missing directory fails and leaves nothing behind.
-  EXPECT_EQ(d.Save(Path("missing/x.bxd").c_str()), 0);
-}
-
-TEST_F(DrawingFileTest, BadFilesAreRefusedAndLeaveTheDrawingAlone) {
+TEST(DrawingTest, BadFilesAreRefusedAndLeaveTheDrawingAlone) {
+  TempDir dir;
   CDynamic good;
   UI_DrawArea a;
   a.AttachDrawing(&good);
   a.MoveTo(SYS_Point(1, 2));
-  const std::string goodPath = Path("good.bxd");
-  ASSERT_EQ(good.Save(goodPath.c_str()), 1);
-  const std::vector<unsigned char> base = ReadBytes(goodPath);  // header + 3 words
+  const std::string goodPath = dir / "good.bxd";
+  WriteBytes(goodPath, {'o', 'l', 'd'});
+  ASSERT_EQ(good.Save(goodPath.c_str()), 1);  // replaces what was there
+  const std::vector<unsigned char> base = ReadBytes(goodPath);
+  EXPECT_EQ(base, (std::vector<unsigned char>{'B', 'X', 'D', 'W', 1, 0, 0, 0, 3, 0, 0, 0, 4, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0}));
+  EXPECT_EQ(good.Save((dir / "missing/x.bxd").c_str()), 0);
 
   auto with = [&](std::function<void(std::vector<unsigned char>&)> change) {
     std::vector<unsigned char> b = base;
@@ -532,25 +487,26 @@ TEST_F(DrawingFileTest, BadFilesAreRefusedAndLeaveTheDrawingAlone) {
       {"unknown command", with([](auto& b) { b[12] = 99; })},
       {"command cut", with([](auto& b) { b[12] = 3; })},
   };
+  const std::string path = dir / "bad.bxd";
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const std::string path = Path("bad.bxd");
     WriteBytes(path, c.bytes);
     CDynamic d;
     UI_DrawArea rec;
     rec.AttachDrawing(&d);
     rec.PenColor(9);
-    EXPECT_EQ(d.Load(path.c_str()), 0);
-    EXPECT_EQ(WordsOf(d), (Words{1, 9}));
+    EXPECT_EQ(d.Load(path.c_str()), 0) << c.name;
+    EXPECT_EQ(WordsOf(d), (Words{1, 9})) << c.name;
   }
-
   CDynamic d;
-  std::filesystem::create_symlink(goodPath, Path("link.bxd"));
-  EXPECT_EQ(d.Load(Path("link.bxd").c_str()), 0);  // never through a link
-  EXPECT_EQ(d.Load(dir_.c_str()), 0);              // not a regular file
-  ASSERT_EQ(::mkfifo(Path("fifo.bxd").c_str(), 0600), 0);
-  EXPECT_EQ(d.Load(Path("fifo.bxd").c_str()), 0);  // refused without waiting for a writer
-  EXPECT_EQ(d.Load(Path("none.bxd").c_str()), 0);
+  std::filesystem::create_symlink(goodPath, dir / "link.bxd");
+  EXPECT_EQ(d.Load((dir / "link.bxd").c_str()), 0);  // never through a link
+  EXPECT_EQ(d.Load(dir.path.c_str()), 0);             // not a regular file
+  ASSERT_EQ(::mkfifo((dir / "fifo.bxd").c_str(), 0600), 0);
+  EXPECT_EQ(d.Load((dir / "fifo.bxd").c_str()), 0);  // refused without waiting for a writer
+  EXPECT_EQ(d.Load((dir / "none.bxd").c_str()), 0);
+  errno = 0;
+  EXPECT_EQ(d.Load(nullptr), 0);
+  EXPECT_EQ(errno, EINVAL);
   UI_PlayResult why;
   const std::vector<unsigned char> cut = with([](auto& b) { b[12] = 3; });
   EXPECT_EQ(d.LoadImage(cut.data(), cut.size(), &why), 0);
@@ -559,44 +515,38 @@ TEST_F(DrawingFileTest, BadFilesAreRefusedAndLeaveTheDrawingAlone) {
   EXPECT_EQ(WordsOf(d), WordsOf(good));
 }
 
-TEST(DrawingTest, ProcessorShowsChangesOnTheLiveSurface) {
+TEST(DrawingTest, ProcessorShowsChangesOnTheLiveSurfaceAndReportsABadStreamOnce) {
   CDynamic shown;
-  UI_DrawArea live;
+  UI_DrawArea live, editor;
   live.AttachDrawing(&shown);
   CDrawAreaProcessor processor(&live);
-  UI_DrawArea editor;
   CDynamic* board = processor.Attach("board", editor);
   EXPECT_EQ(processor.GetDrawing("board"), board);
   EXPECT_EQ(processor.FindDrawing("other"), nullptr);
   EXPECT_EQ(board->GetLiveTarget(), &processor);
+  const Words batch = {1, 15, 2, W(-1)};  // what each batch of the live surface starts with
 
   // Outside a batch every command is shown at once, in a batch of the live surface.
   editor.MoveTo(SYS_Point(1, 2));
-  EXPECT_EQ(WordsOf(shown), (Words{1, 15, 2, W(-1), 4, 1, 2}));
+  EXPECT_EQ(WordsOf(shown), Concat({batch, {4, 1, 2}}));
   EXPECT_EQ(processor.GetShown("board"), 3u);
-
   // Inside a batch the words wait until the outermost batch closes.
   shown.Clear();
-  editor.StartBatchDraw(1);
-  editor.StartBatchDraw(1);
+  editor.StartBatchDraw(1), editor.StartBatchDraw(1);
   editor.DrawCross(SYS_Point(5, 5), 2);
   editor.EndBatchDraw();
   EXPECT_EQ(shown.GetCount(), 0u);
   editor.EndBatchDraw();
-  EXPECT_EQ(WordsOf(shown), (Words{1, 15, 2, W(-1), 1, 15, 2, W(-1), 1, 15, 2, W(-1), 15, 5, 5, 2}));
+  EXPECT_EQ(WordsOf(shown), Concat({batch, batch, batch, {15, 5, 5, 2}}));
   EXPECT_EQ(processor.GetShown("board"), board->GetCount());
-
   // Text reaches the live surface once: drawn when recorded, skipped by the replay.
   shown.Clear();
   editor.DrawXorText("T", 0, 0, 7L, 8L, 1);
-  EXPECT_EQ(WordsOf(shown), (Words{1, 15, 2, W(-1), 26, 1, 'T', 0, 0, 7, 8, 0}));
-
+  EXPECT_EQ(WordsOf(shown), Concat({batch, {26, 1, 'T', 0, 0, 7, 8, 0}}));
   // A full redraw plays everything, text included.
   shown.Clear();
-  const UI_PlayResult r = processor.Replay("board");
-  EXPECT_TRUE(r.IsComplete());
+  EXPECT_TRUE(processor.Replay("board").IsComplete());
   EXPECT_EQ(std::count(shown.GetWords(), shown.GetWords() + shown.GetCount(), 26u), 1);
-
   // Two drawings are kept apart; clearing one starts it again from its first word.
   UI_DrawArea second;
   processor.Attach("overlay", second);
@@ -607,18 +557,13 @@ TEST(DrawingTest, ProcessorShowsChangesOnTheLiveSurface) {
   editor.AttachDrawing(nullptr);
   EXPECT_EQ(processor.RemoveDrawing("board"), 1);
   EXPECT_EQ(processor.RemoveDrawing("board"), 0);
-}
 
-TEST(DrawingTest, ProcessorReportsABadStreamOnce) {
-  UI_DrawArea live;
-  CDynamic shown;
-  live.AttachDrawing(&shown);
-  CDrawAreaProcessor processor(&live);
-  CDynamic* d = processor.GetDrawing("raw");
-  d->Append(4);  // a MoveTo without its point
+  shown.Clear();
+  CDynamic* raw = processor.GetDrawing("raw");
+  raw->Append(4);  // a MoveTo without its point
   EXPECT_EQ(processor.GetLastFailure().status, UI_PlayStatus::Truncated);
   EXPECT_EQ(processor.GetShown("raw"), 1u);
-  EXPECT_EQ(WordsOf(shown), (Words{1, 15, 2, W(-1)}));
+  EXPECT_EQ(WordsOf(shown), batch);
 }
 
 }  // namespace
