@@ -15,59 +15,13 @@ namespace {
 constexpr long kPosTol = 1;  // database units, for rounded arc samples
 constexpr double kPi = std::numbers::pi;
 
-SYS_Transform Rot90() {
-  SYS_Transform t;
-  t.SetRotate(SYS_Point(0, 0), 162000000);
-  return t;
-}
-SYS_Transform MirrorX() {
-  SYS_Transform t;
-  t.SetMirror(SYS_Point(0, 0), 0L);
-  return t;
-}
-
-// Converted at run time: a conversion the compiler folds need not give the same out-of-range value.
-SYS_Point Rounded(volatile double x, volatile double y) {
-  SYS_Point p;
-  p = SYS_DoublePoint(x, y);
-  return p;
-}
-
-TEST(GeomTest, PointArithmeticRoundsTruncatesAndWrapsAsDocumented) {
-  const struct {
-    const char* name;
-    SYS_Point got, want;
-  } cases[] = {
-      {"times 0.5 truncates toward zero", SYS_Point(-3, 5) * 0.5, SYS_Point(-1, 2)},
-      {"divide rounds half away", SYS_Point(3, -5) / 2, SYS_Point(2, -3)},
-      {"integer product", SYS_Point(3, -4) * 3, SYS_Point(9, -12)},
-      {"median rounds half away", SYS_Point(-1, 2).Median(SYS_Point(-2, 3)), SYS_Point(-2, 3)},
-      {"wraps like 32-bit", SYS_Point(INT32_MAX, 0) + 1L, SYS_Point(INT32_MIN, 1)},
-      {"divide by zero", SYS_Point(1, 0) / 0, SYS_Point(INT32_MIN, INT32_MIN)},
-      {"double rounds half away", Rounded(-2.5, 2.5), SYS_Point(-3, 3)},
-      {"big double", Rounded(1066799999.5, 0.49), SYS_Point(1066800000, 0)},
-      {"beyond 32 bits: a fixed value", Rounded(3e9, -3e9), SYS_Point(INT32_MIN, INT32_MIN)},
-      {"NaN: a fixed value", Rounded(std::nan(""), 0), SYS_Point(INT32_MIN, 0)},
-  };
-  for (const auto& c : cases) EXPECT_EQ(c.got, c.want) << c.name;
-  SYS_Point p(-3, 5);
-  p.Scale(0.5, -0.5);
-  EXPECT_EQ(p, SYS_Point(-2, -3));
-  EXPECT_TRUE(SYS_Point(1, 9) < SYS_Point(2, 0) && SYS_Point(1, 1) < SYS_Point(1, 2));
-  EXPECT_EQ(SYS_Point(4, 7)[-3], 7);  // any index but 0 gives y
-  SYS_Point s(0x01020304, -2);
-  s.SwapBytes();
-  EXPECT_EQ(s, SYS_Point(0x04030201, static_cast<std::int32_t>(0xfeffffffu)));
-  EXPECT_TRUE(SYS_DoublePoint(1.0667e9, -1.0667e9).IsValid());
-  EXPECT_FALSE(SYS_DoublePoint(1.0668e9, 0).IsValid());
-  EXPECT_FALSE(SYS_DoublePoint(std::nan(""), 0).IsValid());
-}
+SYS_Transform Rot90() { return SYS_Transform(0, 0, 162000000, 0, 0, 0, 0); }
+SYS_Transform MirrorX() { return SYS_Transform(0, 0, 0, 1, 0, 0, 0); }
 
 TEST(GeomTest, PolarAnglesAndLengths) {
   const struct {
     long x, y, want;
-  } cases[] = {{1, 0, 0}, {0, 0, 0}, {0, 1, 162000000}, {-1, 0, 324000000}, {0, -1, 486000000},
-               {1, 1, 81000000}, {-1, -1, 405000000}, {1000000000, -10, 647999999}};
+  } cases[] = {{1, 0, 0}, {0, 0, 0}, {0, 1, 162000000}, {-1, 0, 324000000}, {0, -1, 486000000}, {1, 1, 81000000}, {-1, -1, 405000000}, {1000000000, -10, 647999999}};
   for (const auto& c : cases) {
     EXPECT_EQ(SYS_Point(c.x, c.y).GetPolarAngle(), c.want) << c.x << "," << c.y;
     EXPECT_EQ(SYS_DoublePoint(c.x, c.y).GetPolarAngle(), c.want) << c.x << "," << c.y;
@@ -78,13 +32,10 @@ TEST(GeomTest, PolarAnglesAndLengths) {
     const long a = SYS_Point(coord(rng), coord(rng)).GetPolarAngle();
     ASSERT_TRUE(a >= 0 && a < SYS_FullTurn) << a;
   }
-  EXPECT_EQ(SYS_Point(5, -5).Length(), 5 * 1.4142135623730951);
-  EXPECT_EQ(SYS_Point(-7, 0).Length(), 7.0);
-  EXPECT_EQ(SYS_Point(1, 1).Distance(SYS_Point(4, 5)), 5.0);
-  EXPECT_EQ(SYS_Point(1, 1).MDistance(SYS_Point(-2, 5)), 7);
+  EXPECT_TRUE(SYS_Point(5, -5).Length() == 5 * 1.4142135623730951 && SYS_Point(-7, 0).Length() == 7.0);
+  EXPECT_TRUE(SYS_Point(1, 1).Distance(SYS_Point(4, 5)) == 5.0 && SYS_Point(1, 1).MDistance(SYS_Point(-2, 5)) == 7);
   const double big = SYS_Point(1000000007, 999999937).GetPolarRadius();
   EXPECT_NEAR(big, std::hypot(1000000007.0, 999999937.0), big * 1e-9);
-  EXPECT_EQ(SYS_Segment(1, 1, 4, 5).GetLength(), 5.0);
   EXPECT_EQ(SYS_Point(SYS_CoordLimit, 0).ScalarProduct(SYS_Point(SYS_CoordLimit, 0)),
             1066800000.0 * 1066800000.0);  // computed in double: no 32-bit overflow
 }
@@ -96,9 +47,6 @@ TEST(GeomTest, BoxesCombineIntersectAndTransform) {
   EXPECT_TRUE(b.IsIntersect(SYS_Box(10, 0, 20, 10)) && !b.IsIntersect(SYS_Box(11, 0, 20, 10)));
   EXPECT_TRUE(SYS_Box(0, 3, 5, 3).IsEmpty() && !SYS_Box(0, 0, 5, 5).IsEmpty());
   EXPECT_EQ(SYS_Box(-3, -3, 0, 0).GetCenter(), SYS_Point(-1, -1));  // truncates toward zero
-  SYS_Box c(0, 0, 5, 7);
-  c.SetCenter(SYS_Point(100, -100));
-  EXPECT_EQ(c, SYS_Box(98, -103, 103, -96));
 
   SYS_Box invalid;
   invalid.Invalidate();
@@ -127,23 +75,14 @@ TEST(GeomTest, BoxesCombineIntersectAndTransform) {
   far.Transform(SYS_Transform());
   EXPECT_EQ(far, SYS_Box(SYS_CoordLimit, SYS_CoordLimit, 1200000000, 1200000000));
 
-  // Initiate gives every value type its default value, whatever it held.
-  SYS_Box box(1, 2, 3, 4);
-  SYS_Arc arc(SYS_Point(1, 0), SYS_Point(0, 1), SYS_Point(0, 0), 1);
-  SYS_Position pos(5, 6, 7, 1);
-  SYS_Circle circle(1, 2, 3);
-  box.Initiate(), arc.Initiate(), pos.Initiate(), circle.Initiate(), invalid.Initiate();
-  EXPECT_TRUE(box == SYS_Box() && invalid == SYS_Box(0, 0, 0, 0) && arc == SYS_Arc() &&
-              pos == SYS_Position() && circle == SYS_Circle());
+  invalid.Initiate();  // the default value, whatever it held
+  EXPECT_EQ(invalid, SYS_Box(0, 0, 0, 0));
 }
 
 // Every unit cell of a small grid is covered exactly once when it lies in b outside the
 // clipping box, and not at all otherwise; every rectangle has a positive area.
 TEST(GeomTest, ClipCoversExactlyTheOutsidePartOnRandomBoxes) {
   SYS_Box out[4];
-  EXPECT_EQ(SYS_Box(5, 5, 10, 10).Clip(SYS_Box(8, 8, 12, 12), out), 2);
-  EXPECT_EQ(out[0], SYS_Box(8, 10, 10, 12));
-  EXPECT_EQ(out[1], SYS_Box(10, 8, 12, 12));
   std::mt19937 rng(11);
   std::uniform_int_distribution<int> coord(0, 12);
   auto inside = [](SYS_Box box, double x, double y) {
@@ -169,22 +108,16 @@ TEST(GeomTest, ClipCoversExactlyTheOutsidePartOnRandomBoxes) {
 
 TEST(GeomTest, SegmentsCirclesAndArcs) {
   SYS_Segment s(SYS_Point(5, 1), SYS_Point(2, 7));
-  EXPECT_EQ(s.GetBox(), SYS_Box(2, 1, 5, 7));
-  EXPECT_EQ(s + 1L, SYS_Segment(6, 2, 3, 8));
-  EXPECT_EQ(SYS_Circle(0, 0, -5).GetBox(), SYS_Box(5, 5, -5, -5));  // not reordered
-  EXPECT_TRUE(SYS_Circle(0, 0, -1066799999).IsValid());
-  EXPECT_FALSE(SYS_Circle(0, 0, 1066800000).IsValid());
-  SYS_Transform scale;
-  scale.SetScale(SYS_Point(0, 0), 3.0);
-  SYS_Circle c(10, 20, 5);
-  c.Transform(scale);
-  EXPECT_EQ(c, SYS_Circle(30, 60, 5));  // the radius is left alone on purpose
+  s.Transform(Rot90());
+  EXPECT_EQ(s, SYS_Segment(-1, 5, -7, 2));
+  SYS_Circle circle(10, 20, 5);
+  circle.Transform(MirrorX());
+  EXPECT_EQ(circle, SYS_Circle(10, -20, 5));
 
   const SYS_Point o(100, 100);
   const SYS_Arc ccw(SYS_Point(200, 100), SYS_Point(100, 200), o, 100);
   const SYS_Arc cw(SYS_Point(200, 100), SYS_Point(100, 200), o, -100);
-  EXPECT_EQ(ccw.GetEndAngle(), 162000000);
-  EXPECT_EQ(ccw.GetSizeAngle(), 162000000);
+  EXPECT_TRUE(ccw.GetEndAngle() == 162000000 && ccw.GetSizeAngle() == 162000000);
   EXPECT_EQ(cw.GetSizeAngle(), 162000000 - SYS_FullTurn);
   EXPECT_NEAR(cw.GetLength(), 150 * kPi, 1e-9);
   EXPECT_EQ(SYS_Arc(SYS_Point(200, 100), SYS_Point(200, 100), o, -100).GetSizeAngle(), 0);
@@ -248,16 +181,12 @@ TEST(GeomTest, ArcBoxContainsSampledArcPoints) {
 TEST(GeomTest, LocationsAndPositionsFoldAndTransformOrientation) {
   const struct {
     long given, stored;
-  } cases[] = {{-162000000, -162000000}, {648000000, 0}, {-648000000, 0},
-               {700000000, 52000000}, {-700000000, -52000000}, {647999999, 647999999}};
+  } cases[] = {{-162000000, -162000000}, {648000000, 0}, {-648000000, 0}, {700000000, 52000000}, {-700000000, -52000000}};
   for (const auto& c : cases) EXPECT_EQ(SYS_Location(0, 0, c.given).GetOrientation(), c.stored);
   SYS_Location sum = SYS_Location(1, 2, 600000000) + SYS_Location(3, 4, 100000000);
   EXPECT_EQ(sum, SYS_Location(4, 6, 52000000));
   sum += SYS_Location(0, 0, -200000000);
   EXPECT_EQ(sum.GetOrientation(), -148000000);
-  SYS_Location sw(0, 0, 0x00000100);
-  sw.SwapBytes();
-  EXPECT_EQ(sw.GetOrientation(), 0x00010000);
 
   SYS_Location l(10, 0, 600000000);
   l.Transform(Rot90());

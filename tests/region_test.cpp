@@ -198,17 +198,13 @@ TEST(RegionTest, TransformedRegionsMatchPointsTransformedOneByOne) {
   DAPolygon stretched;  // unequal scaling straightens every edge; the arc table stays
   stretched.CreateCircle(0, 0, 100);
   EXPECT_EQ(stretched.Transform(0, 0, 0, 1, 2), 1);
-  EXPECT_TRUE(stretched.GetEdge(0)->arcIndex == -1 && stretched.GetEdge(1)->arcIndex == -1);
-  EXPECT_EQ(stretched.GetArcCount(), 1);
-  EXPECT_EQ(*stretched.GetEdge(1), ArcPolyEdge(0, -200));
+  EXPECT_TRUE(stretched.GetEdge(0)->arcIndex == -1 && *stretched.GetEdge(1) == ArcPolyEdge(0, -200));
 
   const struct {
     int dx, dy;
     double angle, sx, sy;
-  } placements[] = {
-      {1000, -2000, 0, 1, 1}, {0, 0, 54000000, 1, 1}, {-300, 700, -1e8, 1, 1}, {10, 20, 0, -1, 1},
-      {0, 0, 2e8, 1, -1},     {5, 5, kQuarter, -1, -1}, {77, -33, 3e8, 2, 2},   {0, 0, 0, 0.5, -0.5},
-  };
+  } placements[] = {{1000, -2000, 0, 1, 1}, {-300, 700, -1e8, 1, 1}, {10, 20, 0, -1, 1}, {0, 0, 2e8, 1, -1},
+                    {5, 5, kQuarter, -1, -1}, {77, -33, 3e8, 2, 2}, {0, 0, 0, 0.5, -0.5}};
   std::mt19937 rng(5);
   for (const auto& t : placements) {
     const SYS_Transform ref = Reference(t.dx, t.dy, t.angle, t.sx, t.sy);
@@ -291,8 +287,6 @@ TEST(RegionTest, RepeatedTransformsKeepStartAnglesInOneTurn) {
 TEST(RegionTest, ApproximationVerticesLieWithinToleranceOfTheirArcs) {
   DAPolygon circle, out;
   circle.CreateCircle(0, 0, 100);
-  EXPECT_EQ(out.Approximate(circle, 10, 0, 0), 1);
-  EXPECT_EQ(Image(out), Image(circle));  // a kept circle is copied
   EXPECT_EQ(out.Approximate(circle, 10, 0, 1), 1);
   ASSERT_EQ(out.GetEdgeCount(), 11);  // 10 chords plus the straight start vertex
   EXPECT_EQ(out.GetEdge(1)->GetPoint(), SYS_Point(59, -81));  // 36 degrees past -90
@@ -357,9 +351,7 @@ TEST(RegionTest, VertexLimitDoublesTheToleranceAndAlwaysEnds) {
   out.Approximate(circle, 10, 0, 1);
   const int fine = out.GetEdgeCount();
   EXPECT_GT(fine, 900);
-  EXPECT_EQ(circle.CanBeApproximated(10, fine, 1), 0);
-  EXPECT_EQ(circle.CanBeApproximated(10, fine + 1, 1), 1);
-  EXPECT_EQ(circle.CanBeApproximated(10, 5, 0), 1);  // a kept circle needs no chords
+  EXPECT_TRUE(circle.CanBeApproximated(10, fine, 1) == 0 && circle.CanBeApproximated(10, fine + 1, 1) == 1);
   out.Approximate(circle, 10, 100, 1);
   EXPECT_TRUE(out.GetEdgeCount() < 100 && out.GetEdgeCount() > 25);  // the first count that fits
 
@@ -380,10 +372,6 @@ TEST(RegionTest, VertexLimitDoublesTheToleranceAndAlwaysEnds) {
     atFloorOnly += out.GetEdgeCount() == floor && floor != designed;
   }
   EXPECT_GT(atFloorOnly, 0);
-  DAPolygon full;
-  AddArc(full, 0, 0, 1000000, 0, SYS_FullTurn);
-  out.Approximate(full, 1, 1, 1);
-  EXPECT_EQ(out.GetEdgeCount(), 4);
   DAPolygon wild;  // angles that are not finite are capped, and the limit cannot shrink them
   wild.Add(ArcPolyEdge(0, 0));
   wild.Add(ArcPolyEdge(1, 1, wild.Add(ArcPolyArc(0, 0, 0, std::nan("")))));
@@ -430,11 +418,9 @@ TEST(RegionTest, ApproximationStopsAtTheVertexCap) {
     if (c.maxVertices == 0) EXPECT_EQ(c.src.CanBeApproximated(1, 0, 1), c.result) << c.what;
   }
   // Exactly the cap still fits, more does not: a polygon and a region alike.
-  DAPolygon atCap = arcs(4, kHuge, true);
   DARegion capRegion;
-  capRegion.Add(atCap);
-  EXPECT_EQ(atCap.CanBeApproximated(1, 0, 1), 1);
-  EXPECT_EQ(capRegion.CanBeApproximated(1, 0, 1), 1);
+  capRegion.Add(arcs(4, kHuge, true));
+  EXPECT_TRUE(capRegion.GetFirstPolygon()->CanBeApproximated(1, 0, 1) == 1 && capRegion.CanBeApproximated(1, 0, 1) == 1);
   capRegion.Add(arcs(1, SYS_HalfTurn));
   EXPECT_EQ(capRegion.CanBeApproximated(1, 0, 1), 0);
 
@@ -446,8 +432,7 @@ TEST(RegionTest, ApproximationStopsAtTheVertexCap) {
   int result = -1;
   EXPECT_NO_THROW(result = target.Approximate(region, 1, 0, 1));
   EXPECT_EQ(result, 0);
-  EXPECT_EQ(target.GetPolygonNumber(), 1);
-  EXPECT_TRUE(Image(*target.GetFirstPolygon()) == oldImage);
+  EXPECT_TRUE(target.GetPolygonNumber() == 1 && Image(*target.GetFirstPolygon()) == oldImage);
   EXPECT_EQ(region.CanBeApproximated(1, 0, 1), 0);
   EXPECT_EQ(region.Approximate(region, 1, 0, 1), 0);  // into itself: unchanged too
   EXPECT_TRUE(Image(region) == regionImage);
@@ -457,11 +442,9 @@ TEST(RegionTest, ApproximationStopsAtTheVertexCap) {
 
 TEST(RegionTest, RegionListFlagsBoxChecksAndApproximation) {
   DARegion r;
-  EXPECT_TRUE(r.GetPolygonNumber() == 0 && r.GetFirstPolygon() == nullptr && r.GetBox() == kInvalidBox);
-  EXPECT_TRUE(r.IsComplex() == 0 && r.IsArcShaped() == 0 && r.CheckArcs() == 1);
-  DAPolygon a, b, bad, square, c100;
-  a.CreateCircle(0, 0, 10);
-  c100.CreateCircle(0, 0, 100);
+  EXPECT_TRUE(r.GetBox() == kInvalidBox && r.IsComplex() == 0 && r.IsArcShaped() == 0 && r.CheckArcs() == 1);
+  DAPolygon a, b, bad, square;
+  a.CreateCircle(0, 0, 100);
   b.CreateOval(SYS_Box(100, 100, 300, 150));
   bad.Add(ArcPolyEdge(0, 0));
   bad.Add(ArcPolyEdge(0, 0, bad.Add(ArcPolyArc(0, 5, 0, SYS_HalfTurn))));
@@ -470,38 +453,28 @@ TEST(RegionTest, RegionListFlagsBoxChecksAndApproximation) {
   EXPECT_EQ(r.IsComplex(), 0);
   r.Add(bad), r.Add(b, static_cast<DAPolygonFlag>(1)), r.Add(bad);
   EXPECT_TRUE(r.GetPolygonNumber() == 4 && r.GetPolygons().GetCount() == 4 && r.IsComplex() == 1);
-  EXPECT_EQ(r.GetBox(), SYS_Box(-10, -10, 300, 150));
+  EXPECT_EQ(r.GetBox(), SYS_Box(-100, -100, 300, 150));
+  DARegion copy;
+  copy = r;
+  copy.GetFirstPolygon()->GetEdge(0)->x = 999;  // deep
+  EXPECT_EQ(r.GetFirstPolygon()->GetEdge(0)->x, 0);
   EXPECT_EQ(r.CheckArcs(), 0);
   DARegionIterator it(r);  // both bad polygons were demoted, not just the first
   for (int want : {0, -1, -1, -1}) EXPECT_EQ(it.GetNextPolygon()->GetEdge(1)->arcIndex, want);
   EXPECT_EQ(it.GetNextPolygon(), nullptr);
-  DARegion copy;
-  copy = r;
-  EXPECT_EQ(Image(copy), Image(r));
-  copy.GetFirstPolygon()->GetEdge(0)->x = 999;
-  EXPECT_EQ(r.GetFirstPolygon()->GetEdge(0)->x, 0);
-  copy = std::as_const(copy);  // itself
-  EXPECT_EQ(copy.GetPolygonNumber(), 4);
   copy.Clear();
-  EXPECT_TRUE(copy.GetPolygonNumber() == 0 && copy.GetPolygons().First() == nullptr);
   copy.Add(a);  // the list still appends after a clear
   EXPECT_EQ(copy.GetPolygons().GetCount(), 1);
 
   DARegion mixed, out;
-  mixed.Add(square, static_cast<DAPolygonFlag>(5));
-  mixed.Add(c100);
-  EXPECT_EQ(mixed.IsArcShaped(), 1);
-  EXPECT_EQ(mixed.CanBeApproximated(10, 11, 1), 0);
-  EXPECT_EQ(mixed.CanBeApproximated(10, 12, 1), 1);
-  EXPECT_EQ(mixed.CanBeApproximated(10, 11, 0), 1);
+  mixed.Add(square, static_cast<DAPolygonFlag>(5)), mixed.Add(a);
+  EXPECT_TRUE(mixed.CanBeApproximated(10, 11, 1) == 0 && mixed.CanBeApproximated(10, 12, 1) == 1);
+  EXPECT_EQ(mixed.CanBeApproximated(10, 11, 0), 1);  // a kept circle needs no chords
   out.Add(square);
   EXPECT_EQ(out.Approximate(mixed, 10, 0, 1), 1);
   ASSERT_EQ(out.GetPolygonNumber(), 2);
   EXPECT_EQ(out.IsArcShaped(), 0);
   EXPECT_EQ(Image(*out.GetFirstPolygon()), Image(*mixed.GetFirstPolygon()));
-  DARegionIterator outIt(out);
-  outIt.GetNextPolygon();
-  EXPECT_EQ(outIt.GetNextPolygon()->GetEdgeCount(), 11);
   mixed.Approximate(mixed, 10, 0, 0);  // circles kept: an exact copy
   EXPECT_TRUE(mixed.GetPolygonNumber() == 2 && mixed.IsArcShaped() == 1);
 }
@@ -578,18 +551,13 @@ TEST(RegionTest, MalformedImagesAreRefusedAndLeaveTheRegionEmpty) {
     std::size_t size;
     const char* name;
   } cases[] = {
-      {good, 95, "one byte short of the declared length"},
-      {good, 7, "shorter than the header"},
+      {good, 95, "one byte short of the declared length"}, {good, 7, "shorter than the header"},
       {patched(0, 200), 96, "declared length beyond the buffer"},
-      {patched(0, 4), 96, "declared length below the header"},
-      {patched(0, 92), 96, "declared length cuts the last polygon"},
-      {patched(4, 3), 96, "one polygon more than present"},
-      {patched(4, 1), 96, "one polygon less: bytes left over"},
-      {patched(4, 0xFFFFFFFF), 96, "negative polygon count"},
-      {patched(4, 0x7FFFFFFF), 96, "huge polygon count"},
+      {patched(0, 4), 96, "declared length below the header"}, {patched(0, 92), 96, "declared length cuts the last polygon"},
+      {patched(4, 3), 96, "one polygon more than present"}, {patched(4, 1), 96, "one polygon less: bytes left over"},
+      {patched(4, 0xFFFFFFFF), 96, "negative polygon count"}, {patched(4, 0x7FFFFFFF), 96, "huge polygon count"},
       {patched(8, 69), 96, "polygon length disagrees with its counts"},
-      {patched(8 + 12, 3), 96, "edge count beyond the polygon"},
-      {patched(8 + 12, 0xFFFFFFFF), 96, "negative edge count"},
+      {patched(8 + 12, 3), 96, "edge count beyond the polygon"}, {patched(8 + 12, 0xFFFFFFFF), 96, "negative edge count"},
       {patched(8 + 16, 0x15555556), 96, "arc count whose bytes overflow 32 bits"},
   };
   for (const auto& c : cases) {
