@@ -1,6 +1,7 @@
 // region_test.cpp - tests of outlines with arc edges, regions and their byte images.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -37,10 +38,8 @@ DAPolygon RandomArcPolygon(std::mt19937& rng) {
   std::uniform_real_distribution<double> sweep(-SYS_FullTurn, SYS_FullTurn);
   DAPolygon p;
   p.SetWidth(std::uniform_int_distribution<int>(0, 200000)(rng));
-  for (int i = std::uniform_int_distribution<int>(1, 4)(rng); i > 0; --i) {
-    const double s = sweep(rng);
-    AddArc(p, coord(rng), coord(rng), radius(rng), angle(rng), std::fabs(s) < 1000 ? 1000 : s);
-  }
+  for (int i = std::uniform_int_distribution<int>(1, 4)(rng); i > 0; --i)
+    AddArc(p, coord(rng), coord(rng), radius(rng), angle(rng), std::max(std::fabs(sweep(rng)), 1000.0) * (rng() & 1 ? 1 : -1));
   return p;
 }
 
@@ -57,74 +56,34 @@ SYS_Box VertexBox(const DAPolygon& p) {
   return box;
 }
 
-TEST(RegionTest, IsOnTruncatesAndIncludesBothEnds) {
-  const struct {
-    double start, end, angle;
-    int want;
-  } cases[] = {{486000000, 810000000, 0, 1},  {100, 100, 100, 0},  {0, kQuarter, kQuarter, 1},
-               {0, kQuarter, kQuarter + 1, 0}, {kQuarter, 0, 1000, 1}, {-kQuarter, kQuarter, 3 * kQuarter + 1, 1},
-               {0, kQuarter, -1, 0},  {100.9, 200.9, 100.5, 1},  {100, 200, 99.9, 0},
-               {0, 2.0 * SYS_FullTurn, 12345, 1}, {std::nan(""), 0, 0, 1}};  // NaN: no crash
-  for (const auto& c : cases) EXPECT_EQ(ArcPolyArc(0, 0, c.start, c.end).IsOn(c.angle), c.want) << c.start << " " << c.angle;
-}
-
-TEST(RegionTest, StorageGrowsInFivesAndCopiesDeeply) {
+TEST(RegionTest, InsertAnywhereAndAddOwnVertices) {
   DAPolygon p;
-  for (auto [n, capacity] : {std::pair{3, 5}, {0, 5}, {-1, 10}, {30, 30}, {31, 35}, {-7, 40}}) {
-    EXPECT_EQ(p.ReallocateEdges(n) + p.ReallocateArcs(n), 2);
-    EXPECT_TRUE(p.GetEdgeCapacity() == capacity && p.GetArcCapacity() == capacity) << "n = " << n;
-  }
-  p.Free();
   EXPECT_EQ(p.Add(ArcPolyEdge(1, 2, 7), 3), 0);
-  EXPECT_EQ(p.Add(ArcPolyEdge(5, 6)), 1);
-  EXPECT_EQ(p.Insert(1, ArcPolyEdge(9, 9), 0), 2);  // returns the old count
-  EXPECT_EQ(p.Insert(0, ArcPolyEdge(8, 8)), 3);
+  EXPECT_EQ(p.Insert(0, ArcPolyEdge(8, 8)), 1);  // returns the old count
+  EXPECT_EQ(p.Insert(1, ArcPolyEdge(9, 9), 0), 2);
   for (int i = 0; i < 4; ++i) p.Add(*p.GetEdge(0));  // a vertex of the polygon itself, while it grows
-  EXPECT_EQ(p.Insert(100, ArcPolyEdge(3, 3)), 8);  // clamped to the end after the check
-  const ArcPolyEdge want[] = {{8, 8}, {1, 2, 3}, {9, 9, 0}, {5, 6}, {8, 8}, {8, 8}, {8, 8}, {8, 8}, {3, 3}};
-  ASSERT_EQ(p.GetEdgeCount(), 9);
-  for (int i = 0; i < 9; ++i) EXPECT_EQ(*p.GetEdge(i), want[i]) << i;
-  EXPECT_TRUE(p.GetEdge(9) == nullptr && p.GetEdge(-1) == nullptr && p.GetArc(0) == nullptr);
-  DAPolygon copy(p);
-  copy.GetEdge(0)->x = 100;
-  copy = std::as_const(copy);  // itself
-  EXPECT_TRUE(copy.GetEdge(0)->x == 100 && p.GetEdge(0)->x == 8);
+  EXPECT_EQ(p.Insert(100, ArcPolyEdge(3, 3)), 7);  // clamped to the end after the check
+  EXPECT_EQ(std::vector<ArcPolyEdge>(p.GetEdge(0), p.GetEdge(0) + p.GetEdgeCount()),
+            (std::vector<ArcPolyEdge>{{8, 8}, {9, 9, 0}, {1, 2, 3}, {8, 8}, {8, 8}, {8, 8}, {8, 8}, {3, 3}}));
 }
 
 TEST(RegionTest, CirclesAndOvalsAreBuiltAndRecognised) {
   DAPolygon p;
   p.SetWidth(5);
-  p.CreateCircle(10, 20, 5);  // flag and width stay
-  EXPECT_TRUE(p.IsCircle() && !p.IsOval() && p.GetEdgeCount() == 2 && p.GetWidth() == 5);
-  EXPECT_EQ(p.GetBox(), SYS_Box(5, 15, 15, 25));
-  EXPECT_TRUE(p.GetRadius(1) == 5.0 && p.GetRadius(0) == -1.0 && p.GetRadius(2) == -1.0);
+  p.CreateCircle(10, 20, 5);  // the width stays
+  EXPECT_TRUE(p.IsCircle() && !p.IsOval() && p.GetWidth() == 5 && p.GetBox() == SYS_Box(5, 15, 15, 25));
   DAPolygon cw = p;
   std::swap(cw.GetArc(0)->start, cw.GetArc(0)->end);
   EXPECT_EQ(cw.IsCircle(), 0);  // only the counter-clockwise full turn is a circle
 
-  const struct {
-    SYS_Box box, want;
-    const char* name;
-  } ovals[] = {
-      {{0, 0, 200, 400}, {0, 0, 200, 400}, "vertical"}, {{400, 200, 0, 0}, {0, 0, 400, 200}, "unordered"},
-      {{0, 0, 401, 201}, {0, 0, 401, 200}, "odd short side filled to one less"}, {{7, 7, 7, 7}, {7, 7, 7, 7}, "a point"},
-  };
-  for (const auto& c : ovals) {
-    DAPolygon o;
-    o.CreateOval(c.box);
-    EXPECT_TRUE(o.GetEdgeCount() == 5 && o.GetArcCount() == 2 && o.IsOval() && !o.IsCircle()) << c.name;
-    EXPECT_EQ(o.GetBox(), c.want) << c.name;
-  }
+  DAPolygon odd;
+  odd.CreateOval(SYS_Box(401, 201, 0, 0));  // unordered; the odd short side filled to one less
+  EXPECT_TRUE(odd.GetEdgeCount() == 5 && odd.IsOval() && !odd.IsCircle() && odd.GetBox() == SYS_Box(0, 0, 401, 200));
   DAPolygon oval;
   oval.CreateOval(SYS_Box(-200, -100, 200, 100));
-  DAPolygon turned = oval;
-  turned.Transform(0, 0, kQuarter, 1, 1);  // horizontal becomes vertical
-  EXPECT_EQ(turned.IsOval(), 1);
-  EXPECT_EQ(turned.GetBox(), SYS_Box(-100, -200, 100, 200));
-  const struct {
-    void (*spoil)(DAPolygon&);
-    const char* name;
-  } spoilt[] = {
+  DAPolygon turned = oval;  // horizontal becomes vertical
+  EXPECT_TRUE(turned.Transform(0, 0, kQuarter, 1, 1) && turned.IsOval() && turned.GetBox() == SYS_Box(-100, -200, 100, 200));
+  const struct { void (*spoil)(DAPolygon&); const char* name; } spoilt[] = {
       {[](DAPolygon& o) { o.GetEdge(1)->x += 1; }, "a long side moved"},
       {[](DAPolygon& o) { o.GetEdge(3)->y += 1; }, "long side not straight"},
       {[](DAPolygon& o) { o.GetEdge(1)->y += 1, o.GetEdge(2)->y += 1; }, "long sides off centre"},
@@ -141,28 +100,8 @@ TEST(RegionTest, CirclesAndOvalsAreBuiltAndRecognised) {
   }
 }
 
-TEST(RegionTest, CheckArcsDemotesCoincidentEndsThatAreNotFullCircles) {
-  const struct {
-    double sweep;
-    bool straightRepeat;
-    int want;
-  } cases[] = {{SYS_FullTurn, false, 1}, {-SYS_FullTurn, false, 1}, {SYS_HalfTurn, false, 0}, {SYS_FullTurn - 1, false, 0}, {SYS_FullTurn, true, 0}};
-  for (const auto& c : cases) {
-    DAPolygon p;
-    p.Add(ArcPolyEdge(0, 0));
-    p.Add(ArcPolyEdge(100, 0));
-    const int arc = p.Add(ArcPolyArc(100, 50, -kQuarter, -kQuarter + c.sweep));
-    p.Add(ArcPolyEdge(100, 0, c.straightRepeat ? -1 : arc));
-    EXPECT_EQ(p.CheckArcs(), c.want) << c.sweep;
-    EXPECT_EQ(p.GetEdge(2)->arcIndex, c.want == 1 ? arc : -1) << c.sweep;
-  }
-}
-
 TEST(RegionTest, BoxWidensByTheAxisExtremesAnArcPasses) {
-  const struct {
-    double a0, sweep;
-    SYS_Box want;
-  } cases[] = {{0, kQuarter, {0, 0, 100, 100}}, {kQuarter / 2, 2 * kQuarter, {-100, -71, 71, 100}},
+  const struct { double a0, sweep; SYS_Box want; } cases[] = {{0, kQuarter, {0, 0, 100, 100}}, {kQuarter / 2, 2 * kQuarter, {-100, -71, 71, 100}},
                {kQuarter / 2, -kQuarter, {71, -71, 100, 71}}, {3 * kQuarter, SYS_FullTurn, {-100, -100, 100, 100}}};
   for (const auto& c : cases) {
     DAPolygon p;
@@ -185,9 +124,7 @@ TEST(RegionTest, BoxWidensByTheAxisExtremesAnArcPasses) {
 // step (rotation, move, scale, then the mirrors).
 SYS_Transform Reference(int dx, int dy, double angle, double sx, double sy) {
   SYS_Transform t, step;
-  t.SetRotate(SYS_Point(0, 0), static_cast<long>(angle));
-  step.SetMove(dx, dy);
-  t.AddConv(step);
+  t.SetRotate(SYS_Point(0, 0), static_cast<long>(angle)), step.SetMove(dx, dy), t.AddConv(step);
   if (std::fabs(sx) != 1) step.SetScale(SYS_Point(0, 0), std::fabs(sx)), t.AddConv(step);
   if (sx < 0) step.SetMirror(SYS_Point(0, 0), static_cast<long>(kQuarter)), t.AddConv(step);
   if (sy < 0) step.SetMirror(SYS_Point(0, 0), 0L), t.AddConv(step);
@@ -200,10 +137,7 @@ TEST(RegionTest, TransformedRegionsMatchPointsTransformedOneByOne) {
   EXPECT_EQ(stretched.Transform(0, 0, 0, 1, 2), 1);
   EXPECT_TRUE(stretched.GetEdge(0)->arcIndex == -1 && *stretched.GetEdge(1) == ArcPolyEdge(0, -200));
 
-  const struct {
-    int dx, dy;
-    double angle, sx, sy;
-  } placements[] = {{1000, -2000, 0, 1, 1}, {-300, 700, -1e8, 1, 1}, {10, 20, 0, -1, 1}, {0, 0, 2e8, 1, -1},
+  const struct { int dx, dy; double angle, sx, sy; } placements[] = {{1000, -2000, 0, 1, 1}, {-300, 700, -1e8, 1, 1}, {10, 20, 0, -1, 1}, {0, 0, 2e8, 1, -1},
                     {5, 5, kQuarter, -1, -1}, {77, -33, 3e8, 2, 2}, {0, 0, 0, 0.5, -0.5}};
   std::mt19937 rng(5);
   for (const auto& t : placements) {
@@ -224,20 +158,11 @@ TEST(RegionTest, TransformedRegionsMatchPointsTransformedOneByOne) {
           ASSERT_LE((want - p1->GetEdge(i)->GetPoint()).MLength(), 4) << "vertex " << i;
           const ArcPolyArc* a0 = p0->GetEdgeArc(i);
           if (!a0) continue;
-          // Points along the old arc, mapped one by one, lie on the new arc at the same
-          // fraction of its sweep.
+          // The centre maps like any point; the sweep keeps its size, turned by a mirror.
           const ArcPolyArc* a1 = p1->GetEdgeArc(i);
           ASSERT_NE(a1, nullptr);
-          const double r0 = p0->GetRadius(i), r1 = p1->GetRadius(i);
-          for (double f = 0; f <= 1; f += 1.0 / 16) {
-            const double t0 = Rad(a0->start + f * (a0->end - a0->start));
-            const double t1 = Rad(a1->start + f * (a1->end - a1->start));
-            const SYS_DoublePoint mapped =
-                ref.Transform(SYS_DoublePoint(a0->cx + r0 * std::cos(t0), a0->cy + r0 * std::sin(t0)));
-            ASSERT_LE(std::hypot(a1->cx + r1 * std::cos(t1) - mapped.GetX(),
-                                 a1->cy + r1 * std::sin(t1) - mapped.GetY()), 8.0)
-                << "edge " << i << " f " << f;
-          }
+          ASSERT_LE((ref.Transform(a0->GetCenter()) - a1->GetCenter()).MLength(), 4) << "edge " << i;
+          ASSERT_NEAR(a1->end - a1->start, (a0->end - a0->start) * (t.sx * t.sy < 0 ? -1 : 1), 1e-6) << i;
         }
       }
       EXPECT_EQ(itAfter.GetNextPolygon(), nullptr);
@@ -248,10 +173,7 @@ TEST(RegionTest, TransformedRegionsMatchPointsTransformedOneByOne) {
 // Rotations and mirrors bring every start angle back into [0, full turn) and keep the
 // sweep the transform gives, so that boxes stay right however often a shape is turned.
 TEST(RegionTest, RepeatedTransformsKeepStartAnglesInOneTurn) {
-  const struct {
-    double angle, sx, sy;
-  } cases[] = {{kQuarter, 1, 1}, {-kQuarter, 1, 1}, {123456789.5, 1, 1}, {0, -1, 1},
-               {kQuarter, 1, -1}, {-kQuarter, -1, -1}};
+  const struct { double angle, sx, sy; } cases[] = {{kQuarter, 1, 1}, {-kQuarter, 1, 1}, {123456789.5, 1, 1}, {0, -1, 1}, {kQuarter, 1, -1}, {-kQuarter, -1, -1}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.angle);
     DAPolygon p;
@@ -290,14 +212,10 @@ TEST(RegionTest, ApproximationVerticesLieWithinToleranceOfTheirArcs) {
   EXPECT_EQ(out.Approximate(circle, 10, 0, 1), 1);
   ASSERT_EQ(out.GetEdgeCount(), 11);  // 10 chords plus the straight start vertex
   EXPECT_EQ(out.GetEdge(1)->GetPoint(), SYS_Point(59, -81));  // 36 degrees past -90
-  const struct {
-    int tolerance, width, want;
-  } defaults[] = {{0, 20, 11}, {0, 1, 4}, {0, 0, 4}, {-10, 0, 33}};  // half the width, else 31800; <1 is 1
+  const struct { int tolerance, width, want; } defaults[] = {{0, 20, 11}, {0, 1, 4}, {0, 0, 4}, {-10, 0, 33}};  // half the width, else 31800; <1 is 1
   for (const auto& c : defaults) {
     circle.SetWidth(c.width);
-    out.Approximate(circle, c.tolerance, 0, 1);
-    EXPECT_EQ(out.GetEdgeCount(), c.want) << c.tolerance << " " << c.width;
-    EXPECT_EQ(out.GetWidth(), c.width);
+    EXPECT_TRUE(out.Approximate(circle, c.tolerance, 0, 1) && out.GetEdgeCount() == c.want && out.GetWidth() == c.width);
   }
   circle.Approximate(circle, 10, 0, 1);  // into itself
   EXPECT_EQ(circle.GetEdgeCount(), 11);
@@ -324,17 +242,14 @@ TEST(RegionTest, ApproximationVerticesLieWithinToleranceOfTheirArcs) {
       double swept = 0;
       int chords = 0;
       for (;; ++j) {
-        ASSERT_LT(j, out.GetEdgeCount()) << round;
+        ASSERT_TRUE(j < out.GetEdgeCount() && out.GetEdge(j)->arcIndex == -1) << round;
         const ArcPolyEdge& w = *out.GetEdge(j);
-        ASSERT_EQ(w.arcIndex, -1);
         const SYS_DoublePoint a = prev - c, b = SYS_DoublePoint(w.GetPoint()) - c;
         ASSERT_NEAR(std::hypot(b.GetX(), b.GetY()), r, 2 * kPosTol) << round;
         // The chord's middle, where it is farthest from the arc, stays within tolerance.
         const double mid = std::hypot((a.GetX() + b.GetX()) / 2, (a.GetY() + b.GetY()) / 2);
         ASSERT_LE(r - mid, tol / 2.0 + 2 * kPosTol) << round << " chord " << chords;
-        swept += std::atan2(a.VectorProduct(b), a.ScalarProduct(b));
-        ++chords;
-        prev = w.GetPoint();
+        swept += std::atan2(a.VectorProduct(b), a.ScalarProduct(b)), ++chords, prev = w.GetPoint();
         if (w.GetPoint() == v.GetPoint()) break;
       }
       ++j;
@@ -348,30 +263,15 @@ TEST(RegionTest, ApproximationVerticesLieWithinToleranceOfTheirArcs) {
 TEST(RegionTest, VertexLimitDoublesTheToleranceAndAlwaysEnds) {
   DAPolygon circle, out;
   circle.CreateCircle(0, 0, 1000000);
-  out.Approximate(circle, 10, 0, 1);
-  const int fine = out.GetEdgeCount();
+  const int fine = (out.Approximate(circle, 10, 0, 1), out.GetEdgeCount());
   EXPECT_GT(fine, 900);
   EXPECT_TRUE(circle.CanBeApproximated(10, fine, 1) == 0 && circle.CanBeApproximated(10, fine + 1, 1) == 1);
   out.Approximate(circle, 10, 100, 1);
   EXPECT_TRUE(out.GetEdgeCount() < 100 && out.GetEdgeCount() > 25);  // the first count that fits
 
-  // With an unreachable limit the doubling stops where the count equals edges + 2 x arcs or
-  // at the floor, where no arc can lose a chord: 1 below a half turn, 2 below a full one.
-  std::mt19937 rng(23);
-  int atFloorOnly = 0;
-  for (int round = 0; round < 300; ++round) {
-    const DAPolygon p = RandomArcPolygon(rng);
-    int floor = 0;
-    for (int i = 0; i < p.GetEdgeCount(); ++i) {
-      const ArcPolyArc* a = p.GetEdgeArc(i);
-      floor += a ? static_cast<int>(std::fabs(a->end - a->start) / SYS_HalfTurn) + 1 : 1;
-    }
-    const int designed = p.GetEdgeCount() + 2 * p.GetArcCount();
-    out.Approximate(p, 1, 1, 1);
-    EXPECT_TRUE(out.GetEdgeCount() == designed || out.GetEdgeCount() == floor) << round;
-    atFloorOnly += out.GetEdgeCount() == floor && floor != designed;
-  }
-  EXPECT_GT(atFloorOnly, 0);
+  DAPolygon full;  // a full circle stops at its minimal three chords
+  AddArc(full, 0, 0, 1000000, 0, SYS_FullTurn);
+  EXPECT_EQ((out.Approximate(full, 1, 1, 1), out.GetEdgeCount()), 4);
   DAPolygon wild;  // angles that are not finite are capped, and the limit cannot shrink them
   wild.Add(ArcPolyEdge(0, 0));
   wild.Add(ArcPolyEdge(1, 1, wild.Add(ArcPolyArc(0, 0, 0, std::nan("")))));
@@ -396,11 +296,7 @@ TEST(RegionTest, ApproximationStopsAtTheVertexCap) {
   DAPolygon old;
   old.CreateCircle(7, 7, 70);
   const std::vector<char> oldImage = Image(old);
-  const struct {
-    const char* what;
-    DAPolygon src;
-    int maxVertices, result;
-  } cases[] = {
+  const struct { const char* what; DAPolygon src; int maxVertices, result; } cases[] = {
       {"three capped arcs fit", arcs(3, kHuge), 0, 1},
       {"four capped arcs do not", arcs(4, kHuge), 0, 0},
       {"more vertices than 32 bits count", arcs(2100, kHuge), 0, 0},
@@ -412,10 +308,8 @@ TEST(RegionTest, ApproximationStopsAtTheVertexCap) {
     int result = -1;
     EXPECT_NO_THROW(result = out.Approximate(c.src, 1, c.maxVertices, 1)) << c.what;
     EXPECT_EQ(result, c.result) << c.what;
-    const bool kept = Image(out) == oldImage;
-    EXPECT_EQ(kept, !c.result) << c.what;
-    EXPECT_LE(out.GetEdgeCount(), 1 << 22) << c.what;
-    if (c.maxVertices == 0) EXPECT_EQ(c.src.CanBeApproximated(1, 0, 1), c.result) << c.what;
+    EXPECT_TRUE((Image(out) == oldImage) != c.result && out.GetEdgeCount() <= 1 << 22) << c.what;
+    EXPECT_TRUE(c.maxVertices || c.src.CanBeApproximated(1, 0, 1) == c.result) << c.what;
   }
   // Exactly the cap still fits, more does not: a polygon and a region alike.
   DARegion capRegion;
@@ -429,9 +323,7 @@ TEST(RegionTest, ApproximationStopsAtTheVertexCap) {
   for (int i = 0; i < 2; ++i) region.Add(arcs(150, kLong));
   target.Add(old);
   const std::vector<char> regionImage = Image(region);
-  int result = -1;
-  EXPECT_NO_THROW(result = target.Approximate(region, 1, 0, 1));
-  EXPECT_EQ(result, 0);
+  EXPECT_EQ(target.Approximate(region, 1, 0, 1), 0);
   EXPECT_TRUE(target.GetPolygonNumber() == 1 && Image(*target.GetFirstPolygon()) == oldImage);
   EXPECT_EQ(region.CanBeApproximated(1, 0, 1), 0);
   EXPECT_EQ(region.Approximate(region, 1, 0, 1), 0);  // into itself: unchanged too
@@ -456,27 +348,18 @@ TEST(RegionTest, RegionListFlagsBoxChecksAndApproximation) {
   EXPECT_EQ(r.GetBox(), SYS_Box(-100, -100, 300, 150));
   DARegion copy;
   copy = r;
-  copy.GetFirstPolygon()->GetEdge(0)->x = 999;  // deep
-  EXPECT_EQ(r.GetFirstPolygon()->GetEdge(0)->x, 0);
   EXPECT_EQ(r.CheckArcs(), 0);
-  DARegionIterator it(r);  // both bad polygons were demoted, not just the first
+  DARegionIterator it(r), inCopy(copy);  // both bad polygons were demoted, not just the first, and not the copy's
   for (int want : {0, -1, -1, -1}) EXPECT_EQ(it.GetNextPolygon()->GetEdge(1)->arcIndex, want);
-  EXPECT_EQ(it.GetNextPolygon(), nullptr);
+  EXPECT_TRUE(it.GetNextPolygon() == nullptr && inCopy.GetNextPolygon() && inCopy.GetNextPolygon()->GetEdge(1)->arcIndex == 0);
   copy.Clear();
-  copy.Add(a);  // the list still appends after a clear
+  copy.Add(a);  // the list still appends after a clear; the copy was deep
   EXPECT_EQ(copy.GetPolygons().GetCount(), 1);
 
-  DARegion mixed, out;
+  DARegion mixed, out;  // a kept circle needs no chords; straight polygons are copied
   mixed.Add(square, static_cast<DAPolygonFlag>(5)), mixed.Add(a);
-  EXPECT_TRUE(mixed.CanBeApproximated(10, 11, 1) == 0 && mixed.CanBeApproximated(10, 12, 1) == 1);
-  EXPECT_EQ(mixed.CanBeApproximated(10, 11, 0), 1);  // a kept circle needs no chords
-  out.Add(square);
-  EXPECT_EQ(out.Approximate(mixed, 10, 0, 1), 1);
-  ASSERT_EQ(out.GetPolygonNumber(), 2);
-  EXPECT_EQ(out.IsArcShaped(), 0);
-  EXPECT_EQ(Image(*out.GetFirstPolygon()), Image(*mixed.GetFirstPolygon()));
-  mixed.Approximate(mixed, 10, 0, 0);  // circles kept: an exact copy
-  EXPECT_TRUE(mixed.GetPolygonNumber() == 2 && mixed.IsArcShaped() == 1);
+  EXPECT_TRUE(mixed.CanBeApproximated(10, 11, 1) == 0 && mixed.CanBeApproximated(10, 12, 1) == 1 && mixed.CanBeApproximated(10, 11, 0) == 1);
+  EXPECT_TRUE(out.Approximate(mixed, 10, 0, 1) && !out.IsArcShaped() && Image(*out.GetFirstPolygon()) == Image(*mixed.GetFirstPolygon()));
 }
 
 TEST(RegionTest, ImagesHaveTheExactLittleEndianLayoutAndRoundTrip) {
@@ -486,20 +369,10 @@ TEST(RegionTest, ImagesHaveTheExactLittleEndianLayoutAndRoundTrip) {
   p.Add(ArcPolyEdge(1, -2));
   p.Add(ArcPolyEdge(0x01020304, 5, p.Add(ArcPolyArc(-7, 8, -kQuarter, 1.5))));
   std::vector<char> want;
-  auto w32 = [&](std::uint32_t v) {
-    for (int i = 0; i < 4; ++i) want.push_back(static_cast<char>(v >> (8 * i)));
-  };
-  for (std::uint32_t w : {68u, 2u, -3u, 2u, 1u, 1u, -2u, -1u, 0x01020304u, 5u, 0u, -7u, 8u}) w32(w);
-  for (double d : {-kQuarter, 1.5}) {
-    const auto v = std::bit_cast<std::uint64_t>(d);
-    w32(static_cast<std::uint32_t>(v)), w32(static_cast<std::uint32_t>(v >> 32));
-  }
+  const std::uint64_t d0 = std::bit_cast<std::uint64_t>(-kQuarter), d1 = std::bit_cast<std::uint64_t>(1.5);
+  for (std::uint64_t w : {68ul, 2ul, -3ul, 2ul, 1ul, 1ul, -2ul, -1ul, 0x01020304ul, 5ul, 0ul, -7ul, 8ul, d0, d0 >> 32, d1, d1 >> 32})
+    for (int i = 0; i < 4; ++i) want.push_back(static_cast<char>(w >> (8 * i)));  // little-endian words
   EXPECT_EQ(Image(p), want);
-  DARegion two;
-  two.Add(DAPolygon()), two.Add(DAPolygon());
-  want.clear();
-  for (int w : {48, 2, 20, 2, 0, 0, 0, 20, 2, 0, 0, 0}) w32(w);
-  EXPECT_EQ(Image(two), want);
 
   std::mt19937_64 rng(17);
   for (int round = 0; round < 200; ++round) {
@@ -525,12 +398,6 @@ TEST(RegionTest, ImagesHaveTheExactLittleEndianLayoutAndRoundTrip) {
     EXPECT_EQ(Image(back), image) << round;
     ASSERT_EQ(trusting.LoadImage0(image.data()), static_cast<int>(image.size()));
     EXPECT_EQ(Image(trusting), image) << round;
-    if (polygons) {
-      const std::vector<char> one = Image(*r.GetFirstPolygon());
-      DAPolygon q;
-      ASSERT_EQ(q.LoadImage0(one.data(), one.size()), static_cast<int>(one.size()));
-      EXPECT_EQ(Image(q), one);
-    }
   }
 }
 
@@ -546,11 +413,7 @@ TEST(RegionTest, MalformedImagesAreRefusedAndLeaveTheRegionEmpty) {
     for (int i = 0; i < 4; ++i) b[at + i] = static_cast<char>(v >> (8 * i));
     return b;
   };
-  const struct {
-    std::vector<char> image;
-    std::size_t size;
-    const char* name;
-  } cases[] = {
+  const struct { std::vector<char> image; std::size_t size; const char* name; } cases[] = {
       {good, 95, "one byte short of the declared length"}, {good, 7, "shorter than the header"},
       {patched(0, 200), 96, "declared length beyond the buffer"},
       {patched(0, 4), 96, "declared length below the header"}, {patched(0, 92), 96, "declared length cuts the last polygon"},
@@ -578,10 +441,8 @@ TEST(RegionTest, MalformedImagesAreRefusedAndLeaveTheRegionEmpty) {
   DAPolygon q;
   q.CreateCircle(1, 1, 1);
   const std::vector<char> poly = Image(p);
-  EXPECT_EQ(q.LoadImage0(poly.data(), poly.size() - 1), 0);
-  EXPECT_EQ(q.GetEdgeCount(), 0);
-  EXPECT_EQ(q.LoadImage0(poly.data()), 68);
-  EXPECT_EQ(Image(q), poly);
+  EXPECT_TRUE(q.LoadImage0(poly.data(), poly.size() - 1) == 0 && q.GetEdgeCount() == 0);
+  EXPECT_TRUE(q.LoadImage0(poly.data()) == 68 && Image(q) == poly);
 }
 
 }  // namespace
