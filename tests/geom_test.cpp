@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr long kPosTol = 1;  // database units, for rounded arc samples
 constexpr double kPi = std::numbers::pi;
 
 SYS_Transform Rot90() { return SYS_Transform(0, 0, 162000000, 0, 0, 0, 0); }
