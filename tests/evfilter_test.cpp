@@ -1,10 +1,8 @@
-// evfilter_test.cpp - tests of SCC_EventFilter and SCC_EventFilterSettings: holding and
-// merging, nested suspension, payload copies, re-entrant releases, shared settings, the
-// limit and misuse.
+// evfilter_test.cpp - SCC_EventFilter and its shared settings: holding and merging, nested
+// suspension, payload copies, re-entrant releases, the limit and misuse.
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,63 +16,68 @@ namespace {
 using Log = std::vector<std::string>;
 using Settings = SCC_SharedPointer<SCC_EventFilterSettings>;
 
-// Logs "code" or "code:value" where value is the first long of the payload (for 1, 2, 3).
+// Logs "code" or "code:value", value being the long the payload of 1, 2 and 3 starts with.
 struct Listener : SCC_EventHook<int> {
   explicit Listener(SCC_Notifier* event) { HookEvent(event); }
   int OnNotification(int code, int* data) override {
     std::string entry = std::to_string(code);
     if (code >= 1 && code <= 3 && data) entry += ":" + std::to_string(*reinterpret_cast<long*>(data));
     log.push_back(entry);
-    // A copy, so that an action may clear itself while it runs.
-    if (auto act = action) act(code);
+    if (auto act = action) act();  // a copy: the action may clear itself
     return 0;
   }
   Log log;
-  std::function<void(int)> action;
+  std::function<void()> action;
 };
 
 void Send(SCC_Notifier& source, int code, long value) { source.Notify(code, &value); }
 
 TEST(EventFilterTest, HoldsMergesAndReleasesInOrder) {
-  // One sequence raised while suspended, released under each merge mode.
-  struct Case {
-    SCC_EventFilterSettings::MergeMode mode;
+  using S = SCC_EventFilterSettings;
+  const struct {
+    S::MergeMode mode;
+    long maxHeld;
     bool endWithClear;
     Log released;
-  };
-  const Case cases[] = {
-      {SCC_EventFilterSettings::MergeNone, false, {"1:4", "3:2", "1:4", "5", "3:2", "8"}},
-      {SCC_EventFilterSettings::MergeRepeats, false, {"1:4", "3:2", "5", "8"}},
-      {SCC_EventFilterSettings::MergeIntoReset, false, {"5"}},
-      {SCC_EventFilterSettings::MergeIntoReset, true, {"6"}},
-      {SCC_EventFilterSettings::MergeRepeats, true, {"1:4", "3:2", "5", "8", "6"}},
+  } cases[] = {
+      {S::MergeNone, 100, false, {"1:4", "3:2", "1:4", "5", "3:2", "8", "8"}},
+      {S::MergeRepeats, 100, false, {"1:4", "3:2", "5", "8"}},
+      {S::MergeRepeats, 100, true, {"1:4", "3:2", "5", "8", "6"}},
+      {S::MergeIntoReset, 100, false, {"5"}},
+      {S::MergeIntoReset, 100, true, {"6"}},
+      {S::MergeRepeats, 3, false, {"5"}},  // over the limit: collapses until released
+      {S::MergeNone, 7, false, {"1:4", "3:2", "1:4", "5", "3:2", "8", "8"}},
   };
   int property = 0;
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::to_string(c.mode) + (c.endWithClear ? " ending in 6" : ""));
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::to_string(c.mode) + "/" + std::to_string(c.maxHeld));
     Settings settings(new SCC_EventFilterSettings);
     settings->SetMergeMode(c.mode);
+    settings->SetMaxHeld(c.maxHeld);
     SCC_Notifier source;
     SCC_EventFilter filter(settings, &source);
     Listener out(filter.GetNotifier());
-    Send(source, 1, 9);
-    EXPECT_EQ(out.log, Log{"1:9"}) << "passes at once while resumed";
-    out.log.clear();
+    Send(source, 1, 9);  // passes at once while resumed
     settings->Suspend();
-    Send(source, 1, 4);
-    Send(source, 3, 2);
-    Send(source, 1, 4);
+    for (long v : {4, 2, 4}) Send(source, v == 4 ? 1 : 3, v);
     source.Notify(5, nullptr);
     Send(source, 3, 2);
     source.Notify(8, &property);
     source.Notify(8, &property);
     if (c.endWithClear) source.Notify(6, nullptr);
-    EXPECT_EQ(out.log, Log{});
+    EXPECT_EQ(out.log, Log{"1:9"});
     settings->Resume();
     Log expected = c.released;
-    if (c.mode == SCC_EventFilterSettings::MergeNone) expected.push_back("8");
+    expected.insert(expected.begin(), "1:9");
     EXPECT_EQ(out.log, expected);
     EXPECT_EQ(filter.GetHeldCount(), 0);
+    settings->Suspend();  // holding starts afresh after a release
+    Send(source, 2, 6);
+    EXPECT_EQ(filter.GetHeldCount(), 1);
+    ASSERT_NE(filter.GetHeld(0), nullptr);
+    EXPECT_EQ(filter.GetHeld(0)->code, c.mode == S::MergeIntoReset ? 5 : 2);
+    EXPECT_EQ(filter.GetHeld(1), nullptr);
+    EXPECT_EQ(filter.GetHeld(-1), nullptr);
   }
 }
 
@@ -82,8 +85,7 @@ TEST(EventFilterTest, NestedSuspensionAndSharedSettings) {
   Settings settings(new SCC_EventFilterSettings);
   SCC_Notifier a, b;
   SCC_EventFilter fa(settings, &a), fb(settings, &b);
-  Listener la(fa.GetNotifier()), lb(fb.GetNotifier());
-  Listener state(settings->GetStateEvent());
+  Listener la(fa.GetNotifier()), lb(fb.GetNotifier()), state(settings->GetStateEvent());
   settings->Suspend();
   settings->Suspend();
   Send(a, 1, 1);
@@ -96,12 +98,11 @@ TEST(EventFilterTest, NestedSuspensionAndSharedSettings) {
   ASSERT_EQ(state.log.size(), 2u);
   EXPECT_EQ(state.log[0].substr(0, 2) + state.log[1].substr(0, 2), "1:2:");
 
-  // A listener of the first filter to release (fb: hooked into the settings last, so
-  // called first) suspends again: the other filter holds on.
+  // fb (hooked into the settings last, so released first) suspends again: fa holds on.
   settings->Suspend();
   Send(a, 1, 3);
   Send(b, 1, 4);
-  lb.action = [&](int) {
+  lb.action = [&] {
     lb.action = nullptr;
     settings->Suspend();
   };
@@ -111,14 +112,14 @@ TEST(EventFilterTest, NestedSuspensionAndSharedSettings) {
   settings->Resume();
   EXPECT_EQ(la.log.back(), "1:3");
 
-  // A filter without settings, or switched to resumed settings, lets everything through.
+  // Without settings everything passes; new settings that are not suspended release.
   SCC_EventFilter loose(nullptr, &a);
   Listener ll(loose.GetNotifier());
   settings->Suspend();
   Send(a, 3, 5);
   EXPECT_EQ(ll.log, Log{"3:5"});
   fa.SetSettings(new SCC_EventFilterSettings);
-  EXPECT_EQ(la.log.back(), "3:5") << "released when the new settings are not suspended";
+  EXPECT_EQ(la.log.back(), "3:5");
   settings->Resume();
 }
 
@@ -126,72 +127,65 @@ TEST(EventFilterTest, PayloadsOutliveTheRaiser) {
   Settings settings(new SCC_EventFilterSettings);
   SCC_Array<int> array;
   SCC_EventFilter filter(settings, array.GetNotifier());
-  std::vector<long> values;
   Listener out(filter.GetNotifier());
-  out.action = [&](int) {};
+  std::vector<std::vector<long>> positions;  // the array's records are its locals
   struct Positions : SCC_EventHook<int> {
+    std::vector<std::vector<long>>* seen;
     int OnNotification(int code, int* data) override {
-      if (code == 7) {
-        auto* p = reinterpret_cast<SCC_ArrayPositions*>(data);
-        seen.push_back({p->kind, p->first, p->count});
-      }
+      auto* p = reinterpret_cast<SCC_ArrayPositions*>(data);
+      if (code == 7) seen->push_back({p->kind, p->first, p->count});
       return 0;
     }
-    std::vector<std::vector<long>> seen;
-  } positions;
-  positions.HookEvent(filter.GetNotifier());
+  } hook;
+  hook.seen = &positions;
+  hook.HookEvent(filter.GetNotifier());
   settings->Suspend();
-  array.InsertAt(0, 5, 2);  // the array's payloads are locals of InsertAt
+  array.InsertAt(0, 5, 2);
   array.Delete(1);
   settings->Resume();
   EXPECT_EQ(out.log, (Log{"7", "1:1", "1:2", "2:2", "7"}));
-  EXPECT_EQ(positions.seen, (std::vector<std::vector<long>>{{1, 0, 2}, {2, 1, 1}}));
+  EXPECT_EQ(positions, (std::vector<std::vector<long>>{{1, 0, 2}, {2, 1, 1}}));
 
-  // A collection's payload is bigger: the settings copy all of it when told to.
+  // A collection's item is bigger than a long: the settings copy all of it when told to.
   SCC_StdCollection c;
   SCC_EventFilter cf(settings, c.GetNotifier());
-  settings->SetPayloadSize(1, sizeof(SCC_CollectionItem));
-  std::vector<std::pair<long, void*>> items;
+  EXPECT_EQ(settings->SetPayloadSize(1, sizeof(SCC_CollectionItem)), 1);
   struct Items : SCC_EventHook<int> {
-    std::vector<std::pair<long, void*>>* out;
+    std::vector<std::pair<long, void*>> seen;
     int OnNotification(int code, int* data) override {
-      if (code == 1) {
-        auto* item = reinterpret_cast<SCC_CollectionItem*>(data);
-        out->emplace_back(item->handle, item->object);
-      }
+      auto* item = reinterpret_cast<SCC_CollectionItem*>(data);
+      if (code == 1) seen.emplace_back(item->handle, item->object);
       return 0;
     }
-  } itemHook;
-  itemHook.out = &items;
-  itemHook.HookEvent(cf.GetNotifier());
+  } items;
+  items.HookEvent(cf.GetNotifier());
   int object = 0;
   settings->Suspend();
   c.Add(&object);
   settings->Resume();
-  EXPECT_EQ(items, (std::vector<std::pair<long, void*>>{{1, &object}}));
+  EXPECT_EQ(items.seen, (std::vector<std::pair<long, void*>>{{1, &object}}));
 }
 
 TEST(EventFilterTest, ReentrantReleases) {
-  struct Case {
+  const struct {
     const char* what;
     std::function<void(SCC_Notifier&, SCC_EventFilter*&, Settings&, Listener&)> onFirst;
     Log delivered;
     long heldAfter;
-  };
-  const Case cases[] = {
-      {"a listener raises the source: the new notice waits behind the held ones",
+  } cases[] = {
+      {"raises the source: the new notice waits behind the held ones",
        [](SCC_Notifier& s, SCC_EventFilter*&, Settings&, Listener&) { Send(s, 3, 9); },
        {"1:1", "1:2", "1:3", "3:9"}, 0},
-      {"a listener suspends again: the rest waits",
+      {"suspends again: the rest waits",
        [](SCC_Notifier&, SCC_EventFilter*&, Settings& st, Listener&) { st->Suspend(); },
        {"1:1"}, 2},
-      {"a listener discards what is held",
+      {"discards what is held",
        [](SCC_Notifier&, SCC_EventFilter*& f, Settings&, Listener&) { f->Discard(); },
        {"1:1"}, 0},
-      {"a listener releases again: the running release goes on",
+      {"releases again: the running release goes on",
        [](SCC_Notifier&, SCC_EventFilter*& f, Settings&, Listener&) { EXPECT_EQ(f->Release(), 0); },
        {"1:1", "1:2", "1:3"}, 0},
-      {"a listener destroys the filter: the release stops",
+      {"destroys the filter: the release stops",
        [](SCC_Notifier&, SCC_EventFilter*& f, Settings&, Listener& l) {
          l.Remove();
          delete f;
@@ -199,7 +193,7 @@ TEST(EventFilterTest, ReentrantReleases) {
        },
        {"1:1"}, -1},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     Settings settings(new SCC_EventFilterSettings);
     SCC_Notifier source;
@@ -207,7 +201,7 @@ TEST(EventFilterTest, ReentrantReleases) {
     Listener out(filter->GetNotifier());
     settings->Suspend();
     for (long v = 1; v <= 3; ++v) Send(source, 1, v);
-    out.action = [&](int) {
+    out.action = [&] {
       out.action = nullptr;
       c.onFirst(source, filter, settings, out);
     };
@@ -223,9 +217,8 @@ TEST(EventFilterTest, ReentrantReleases) {
     }
     Send(source, 1, 4);  // the source lives on without the filter
   }
-}
 
-TEST(EventFilterTest, AnExceptionLeavesTheRestHeld) {
+  // A listener that throws leaves the rest held; the next notice releases them first.
   Settings settings(new SCC_EventFilterSettings);
   SCC_Notifier source;
   SCC_EventFilter filter(settings, &source);
@@ -233,53 +226,31 @@ TEST(EventFilterTest, AnExceptionLeavesTheRestHeld) {
   settings->Suspend();
   Send(source, 1, 1);
   Send(source, 1, 2);
-  out.action = [&](int) {
+  out.action = [&] {
     out.action = nullptr;
     throw 42;
   };
   EXPECT_THROW(settings->Resume(), int);
   EXPECT_EQ(filter.GetHeldCount(), 1);
-  EXPECT_EQ(filter.Release(), 1);
-  EXPECT_EQ(out.log, (Log{"1:1", "1:2"}));
-}
-
-TEST(EventFilterTest, TheLimitCollapsesIntoOneReset) {
-  Settings settings(new SCC_EventFilterSettings);
-  settings->SetMaxHeld(3);
-  settings->SetMergeMode(SCC_EventFilterSettings::MergeRepeats);
-  SCC_Notifier source;
-  SCC_EventFilter filter(settings, &source);
-  Listener out(filter.GetNotifier());
-  settings->Suspend();
-  for (long v = 1; v <= 3; ++v) Send(source, 1, v);
-  EXPECT_EQ(filter.GetHeldCount(), 3);
-  ASSERT_NE(filter.GetHeld(2), nullptr);
-  EXPECT_EQ(filter.GetHeld(2)->code, 1);
-  EXPECT_EQ(filter.GetHeld(3), nullptr);
-  Send(source, 1, 4);
-  Send(source, 2, 5);  // collapses on until released
-  EXPECT_EQ(filter.GetHeldCount(), 1);
-  settings->Resume();
-  EXPECT_EQ(out.log, Log{"5"});
-  settings->Suspend();
-  Send(source, 1, 6);
-  settings->Resume();
-  EXPECT_EQ(out.log.back(), "1:6") << "after the release, holding starts afresh";
+  Send(source, 1, 3);
+  EXPECT_EQ(out.log, (Log{"1:1", "1:2", "1:3"}));
+  EXPECT_EQ(filter.GetHeldCount(), 0);
 }
 
 TEST(EventFilterTest, SettingsCopiesAndMisuse) {
   SCC_EventFilterSettings original;
   original.SetMergeMode(SCC_EventFilterSettings::MergeRepeats);
   original.SetPayloadSize(9, 12);
+  original.SetMaxHeld(1);  // the smallest limit is allowed
   original.Suspend();
   SCC_EventFilterSettings copy(original);
-  EXPECT_EQ(copy.GetMergeMode(), SCC_EventFilterSettings::MergeRepeats);
-  EXPECT_EQ(copy.GetPayloadSize(9), 12);
+  EXPECT_EQ(copy.GetMergeMode() * 100 + copy.GetPayloadSize(9) * 10 + copy.GetMaxHeld(), 221);
   EXPECT_EQ(copy.IsSuspended(), 0) << "a copy starts resumed";
   copy.SetPayloadSize(9, 0);
+  copy.SetMaxHeld(4);
   EXPECT_EQ(original.GetPayloadSize(9), 12) << "copies are separate";
   original = copy;
-  EXPECT_EQ(original.GetPayloadSize(9), 0);
+  EXPECT_EQ(original.GetPayloadSize(9) * 10 + original.GetMaxHeld(), 4);
   EXPECT_EQ(original.IsSuspended(), 1) << "assignment keeps the suspension";
   original.Resume();
 
@@ -296,9 +267,12 @@ TEST(EventFilterTest, SettingsCopiesAndMisuse) {
   EXPECT_EQ(site([&] { original.Resume(); }), 120);
   EXPECT_EQ(site([&] { original.SetPayloadSize(1, SCC_SuspendedEvent::kMaxPayload + 1); }), 121);
   EXPECT_EQ(site([&] { original.SetPayloadSize(1, -1); }), 121);
+  EXPECT_EQ(site([&] { original.SetPayloadSize(2, SCC_SuspendedEvent::kMaxPayload); }), 0);
   EXPECT_EQ(site([&] { original.SetMaxHeld(0); }), 122);
-  EXPECT_EQ(original.GetSuspendCount() + original.GetMaxHeld(), SCC_EventFilterSettings::kDefaultMaxHeld);
+  EXPECT_EQ(site([&] { original.SetMaxHeld(1); }), 0);
+  EXPECT_EQ(original.GetSuspendCount() * 10 + original.GetMaxHeld(), 1);
   EXPECT_EQ(original.GetPayloadSize(1), static_cast<int>(sizeof(long)));
+  EXPECT_EQ(original.GetPayloadSize(2), SCC_SuspendedEvent::kMaxPayload);
 }
 
 }  // namespace
