@@ -20,9 +20,7 @@ struct Named : SCC_EventSource {
 
 // A listener of one source: logs "name:code@current" ("-" when there is no current source).
 struct Listener : SCC_EventHook<int> {
-  Listener(Named* source, Log* l, SCC_EventMultiplexer* m) : name(source->name), log(l), mux(m) {
-    HookEvent(source);
-  }
+  Listener(Named* source, Log* l, SCC_EventMultiplexer* m) : name(source->name), log(l), mux(m) { HookEvent(source); }
   int OnNotification(int code, int*) override {
     const auto* current = static_cast<Named*>(mux->GetCurrentSource());
     log->push_back(name + ":" + std::to_string(code) + "@" + (current ? current->name : "-"));
@@ -36,13 +34,11 @@ struct Listener : SCC_EventHook<int> {
 };
 
 TEST(MultiplexerTest, RaisesOnBehalfOfEverySourceInJoinOrder) {
-  SCC_EventMultiplexer mux;
+  SCC_EventMultiplexer mux, other;
   Named a("a"), b("b"), c("c");
   Log log;
   Listener la(&a, &log, &mux), lb(&b, &log, &mux), lc(&c, &log, &mux);
-  c.Join(&mux);
-  a.Join(&mux);
-  b.Join(&mux);
+  for (Named* s : {&c, &a, &b}) s->Join(&mux);
   SCC_EventHook<int> plain(nullptr, &mux);  // a plain listener is no source
   EXPECT_EQ(mux.GetSourceCount(), 3);
   la.action = [&] {
@@ -58,100 +54,69 @@ TEST(MultiplexerTest, RaisesOnBehalfOfEverySourceInJoinOrder) {
   b.EnableMembership(0);
   mux.Notify(2, nullptr);
   EXPECT_EQ(log, (Log{"a:1@-", "a:2@a", "c:2@c"}));
-  EXPECT_EQ(mux.GetCurrentSource(), nullptr);
-
-  SCC_EventMultiplexer other;
   a.Join(&other);
   EXPECT_EQ(mux.GetSourceCount() * 10 + other.GetSourceCount(), 21);
   EXPECT_EQ(a.GetMultiplexer(), &other);
   a.Leave();
   a.Leave();
-  a.Join(nullptr);
-  EXPECT_EQ(other.GetSourceCount(), 0);
+  c.Join(nullptr);
+  EXPECT_EQ(other.GetSourceCount() * 10 + mux.GetSourceCount(), 1);
   EXPECT_EQ(a.GetMultiplexer(), nullptr);
 }
 
-TEST(MultiplexerTest, SourcesJoinAndLeaveDuringARaise) {
-  // Sources a, b, c joined in order; a's first listener acts once during the raise.
+TEST(MultiplexerTest, SourcesJoinLeaveAndDieDuringARaise) {
+  // Sources a, b, c have joined in order; a's first listener acts once. Ops: 'j' join,
+  // 'l' leave, 'r' leave and rejoin, 'x' destroy, 'd' disable the multiplexer, 'm' destroy it.
   const struct {
-    const char* what;
-    std::function<void(Named&, Named&, Named&, SCC_EventMultiplexer&)> act;  // a b d
+    char op;
+    int who;  // 0 a (the running source), 1 b, 3 d (not joined)
     Log delivered;
     long countAfter;
   } cases[] = {
-      {"a new source joins: reached in the same raise",
-       [](Named&, Named&, Named& d, SCC_EventMultiplexer& m) { d.Join(&m); },
-       {"a:1@a", "a2:1@a", "b:1@b", "c:1@c", "d:1@d"}, 4},
-      {"b leaves before it is reached", [](Named&, Named& b, Named&, SCC_EventMultiplexer&) { b.Leave(); },
-       {"a:1@a", "a2:1@a", "c:1@c"}, 2},
-      {"a leaves: its second listener still hears it",
-       [](Named& a, Named&, Named&, SCC_EventMultiplexer&) { a.Leave(); },
-       {"a:1@a", "a2:1@a", "b:1@b", "c:1@c"}, 2},
-      {"b leaves and rejoins: reached once, at the end",
-       [](Named&, Named& b, Named&, SCC_EventMultiplexer& m) { b.Leave(), b.Join(&m); },
-       {"a:1@a", "a2:1@a", "c:1@c", "b:1@b"}, 3},
-      {"a rejoins: reached again at the end",
-       [](Named& a, Named&, Named&, SCC_EventMultiplexer& m) { a.Join(&m); },
-       {"a:1@a", "a2:1@a", "b:1@b", "c:1@c", "a:1@a", "a2:1@a"}, 3},
-      {"the multiplexer is disabled: the raise stops after a",
-       [](Named&, Named&, Named&, SCC_EventMultiplexer& m) { m.Enable(0); }, {"a:1@a", "a2:1@a"}, 3},
+      {'j', 3, {"a:1@a", "a2:1@a", "b:1@b", "c:1@c", "d:1@d"}, 4},  // reached in the same raise
+      {'l', 1, {"a:1@a", "a2:1@a", "c:1@c"}, 2},
+      {'l', 0, {"a:1@a", "a2:1@a", "b:1@b", "c:1@c"}, 2},  // its second listener still hears it
+      {'r', 1, {"a:1@a", "a2:1@a", "c:1@c", "b:1@b"}, 3},  // once, at the end
+      {'j', 0, {"a:1@a", "a2:1@a", "b:1@b", "c:1@c", "a:1@a", "a2:1@a"}, 3},
+      {'d', 0, {"a:1@a", "a2:1@a"}, 3},
+      {'x', 0, {"a:1@a", "b:1@b", "c:1@c"}, 2},
+      {'x', 1, {"a:1@a", "a2:1@a", "c:1@c"}, 2},
+      {'m', 0, {"a:1@a"}, -1},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
-    SCC_EventMultiplexer mux;
-    Named a("a"), b("b"), cc("c"), d("d");
-    Log log;
-    Listener la2(&a, &log, &mux), lb(&b, &log, &mux), lc(&cc, &log, &mux), ld(&d, &log, &mux);
-    Listener la(&a, &log, &mux);  // hooked last: called first
-    la2.name = "a2";
-    for (Named* s : {&a, &b, &cc}) s->Join(&mux);
-    bool once = true;
-    la.action = [&] {
-      if (once) once = false, c.act(a, b, d, mux);
-    };
-    mux.Notify(1, nullptr);
-    EXPECT_EQ(log, c.delivered);
-    EXPECT_EQ(mux.GetSourceCount(), c.countAfter);
-  }
-}
-
-TEST(MultiplexerTest, DyingSourcesAndMultiplexers) {
-  const struct {
-    const char* what;
-    int victim;  // 0 the multiplexer, 1 a (the running source), 2 b (not yet reached)
-    Log delivered;
-  } cases[] = {
-      {"the running source dies in its own listener", 1, {"a:3@a", "b:3@b"}},
-      {"a source not yet reached dies", 2, {"a:3@a"}},
-      {"the multiplexer dies during its raise", 0, {"a:3@a"}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
+    SCOPED_TRACE(std::string(1, c.op) + std::to_string(c.who));
     auto mux = std::make_unique<SCC_EventMultiplexer>();
-    auto a = std::make_unique<Named>("a");
-    auto b = std::make_unique<Named>("b");
+    std::unique_ptr<Named> s[4] = {std::make_unique<Named>("a"), std::make_unique<Named>("b"),
+                                   std::make_unique<Named>("c"), std::make_unique<Named>("d")};
     Log log;
-    Listener la(a.get(), &log, mux.get()), lb(b.get(), &log, mux.get());
-    a->Join(mux.get());
-    b->Join(mux.get());
-    la.action = [&] {
-      if (c.victim == 0) mux.reset();
-      if (c.victim == 1) a.reset();
-      if (c.victim == 2) b.reset();
-    };
+    Listener la2(s[0].get(), &log, mux.get()), lb(s[1].get(), &log, mux.get()), lc(s[2].get(), &log, mux.get()),
+        ld(s[3].get(), &log, mux.get());
+    Listener la(s[0].get(), &log, mux.get());  // hooked last: called first
+    la2.name = "a2";
+    for (int i = 0; i < 3; ++i) s[i]->Join(mux.get());
     SCC_EventMultiplexer* raw = mux.get();
-    raw->Notify(3, nullptr);
+    la.action = [&] {
+      la.action = nullptr;
+      Named* who = s[c.who].get();
+      if (c.op == 'j') who->Join(raw);
+      if (c.op == 'l' || c.op == 'r') who->Leave();
+      if (c.op == 'r') who->Join(raw);
+      if (c.op == 'd') raw->Enable(0);
+      if (c.op == 'x') s[c.who].reset();
+      if (c.op == 'm') la2.Enable(0), mux.reset();  // la2 would ask the dead one
+    };
+    raw->Notify(1, nullptr);
     EXPECT_EQ(log, c.delivered);
-    if (mux) {
-      EXPECT_EQ(mux->GetSourceCount(), 1);
-      EXPECT_EQ(mux->GetCurrentSource(), nullptr);
-    } else {
-      EXPECT_EQ(a->GetMultiplexer(), nullptr);
-      SCC_EventMultiplexer spare;  // the listener asks a live multiplexer from now on
+    if (!mux) {
+      EXPECT_EQ(s[1]->GetMultiplexer(), nullptr);
+      SCC_EventMultiplexer spare;  // the listeners ask a live multiplexer from now on
       lb.mux = &spare;
-      b->Notify(5, nullptr);  // the sources live on
+      s[1]->Notify(5, nullptr);  // the sources live on
       EXPECT_EQ(log.back(), "b:5@-");
+      continue;
     }
+    EXPECT_EQ(mux->GetSourceCount(), c.countAfter);
+    EXPECT_EQ(mux->GetCurrentSource(), nullptr);
   }
 }
 
