@@ -17,11 +17,7 @@ using Nodes = std::vector<const SCC_EventNode<int>*>;
 // Records its id, then runs an optional action, so a hook can misbehave in mid-raise.
 struct Probe : SCC_EventHook<int> {
   Probe(int id, Log* log, long priority = 0) : SCC_EventHook<int>(nullptr, nullptr, priority), id(id), log(log) {}
-  int OnNotification(int, int*) override {
-    log->push_back(id);
-    if (action) action();
-    return 1;
-  }
+  int OnNotification(int, int*) override { return log->push_back(id), action ? action() : void(), 1; }
   void OnEventEnable(int enable) override { enableCalls.push_back(enable); }
   std::function<void()> action;
   std::vector<int> enableCalls;
@@ -32,7 +28,7 @@ struct Probe : SCC_EventHook<int> {
 // The ring in calling order, every link checked both ways.
 Nodes Ring(const SCC_Event<int>& event) {
   Nodes nodes;
-  for (const SCC_EventNode<int>* n = event.GetNext(); n != &event && nodes.size() < 100; n = n->GetNext()) {
+  for (auto* n = event.GetNext(); n != &event && nodes.size() < 100; n = n->GetNext()) {
     EXPECT_EQ(n->GetPrev()->GetNext(), n);
     nodes.push_back(n);
   }
@@ -155,36 +151,26 @@ TEST(EventTest, NestedRaises) {
   EXPECT_EQ(a.GetRoot() == nullptr && e.GetNext() == &e, true);
 }
 
-TEST(EventTest, CopiesAndTransfers) {
-  Log log;
-  SCC_Event<int> event;
-  Probe first(1, &log, 5), source(2, &log, 1);
-  first.HookEvent(&event);
-  source.HookEvent(&event);
-  source.Enable(0);
-  SCC_EventHook<int> copy(source);  // enabled, right before its source (intended)
-  SCC_EventHook<int> assigned(nullptr, nullptr, 99);
-  assigned = source;  // copies the flag, moves before the source without re-sorting
-  EXPECT_EQ(copy.IsEnabled() * 100 + assigned.IsEnabled() * 10 + assigned.GetPriority(), 101);
-  EXPECT_EQ(Ring(event), (Nodes{&first, &copy, &assigned, &source}));
-
-  // Assigning an event moves every node over, not the flag; a raise of the source in
-  // progress goes on over the moved nodes.
-  SCC_Event<int> target;
-  Probe old(3, &log);
-  target.AddHead(&old);
-  source.Enable(1);
-  copy.Remove(), assigned.Remove();
-  first.action = [&] {
-    if (old.GetRoot()) target = event;
+TEST(EventTest, TransfersDuringARaise) {
+  // Assigning an event moves every node over; the raise of the source in progress goes on over
+  // them. Copying a hook puts the copy right before its source, enabled (intended).
+  Chain c(2), target(1);
+  bool once = true;
+  c[0].action = [&] {
+    if (once) once = false, target.event = c.event;
   };
-  source.action = [&] { source.Remove(); };
-  event.Raise(1, nullptr);
-  EXPECT_EQ(log, (Log{1, 2}));
-  EXPECT_EQ(old.GetRoot() == nullptr && event.IsEmpty(), true);
-  EXPECT_EQ(Ring(target), Nodes{&first});
-  { SCC_Event<int> constructed(target); }  // takes the nodes over and unlinks them as it goes
-  EXPECT_EQ(first.GetRoot(), nullptr);
+  c[1].action = [&] { c[1].Remove(); };
+  c[0].Enable(0);
+  SCC_EventHook<int> copy(c[0]);
+  SCC_EventHook<int> assigned(nullptr, nullptr, 99);
+  assigned = c[0];  // copies the flag too
+  EXPECT_EQ(copy.IsEnabled() * 100 + assigned.IsEnabled() * 10 + assigned.GetPriority(), 100);
+  c[0].Enable(1);
+  EXPECT_EQ(c.Raise(), (Log{0, 1}));
+  EXPECT_EQ(target[0].GetRoot() == nullptr && c.event.IsEmpty(), true);
+  EXPECT_EQ(Ring(target.event), (Nodes{&copy, &assigned, &c[0]}));
+  { SCC_Event<int> taken(target.event); }  // takes the nodes over and unlinks them as it goes
+  EXPECT_EQ(c[0].GetRoot(), nullptr);
 }
 
 }  // namespace

@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <random>
-#include <vector>
 
 #include "sysfilter.h"
 
@@ -50,16 +48,11 @@ TEST_F(FilterTest, OperatorsAnswerAndShortCircuit) {
   EXPECT_EQ(right.calls, 2);
 
   // The same formula over stack leaves and over shared heap leaves.
-  Leaf even([](int v) { return v % 2 == 0; }), pos([](int v) { return v > 0; }),
-      small([](int v) { return v < 10; });
-  SCC_SharedPointer<SYS_Filter> a(Divisible(2)), b(new Leaf([](int v) { return v > 0; })),
-      c(new Leaf([](int v) { return v < 10; }));
-  SYS_Filter& onStack = (even & pos) | !small;
-  SYS_Filter& onHeap = (*a & *b) | !*c;
-  for (auto [v, answer] : {std::pair{4, 1}, {3, 0}, {-2, 0}, {12, 1}, {11, 1}, {0, 0}}) {
-    EXPECT_EQ(onStack.IsTrue(v), answer) << v;
-    EXPECT_EQ(onHeap.IsTrue(v), answer) << v;
-  }
+  Leaf even([](int v) { return v % 2 == 0; }), pos([](int v) { return v > 0; }), small([](int v) { return v < 10; });
+  SCC_SharedPointer<SYS_Filter> a(Divisible(2)), b(new Leaf([](int v) { return v > 0; })), c(new Leaf([](int v) { return v < 10; }));
+  SYS_Filter &onStack = (even & pos) | !small, &onHeap = (*a & *b) | !*c;
+  for (auto [v, answer] : {std::pair{4, 1}, {3, 0}, {-2, 0}, {12, 1}, {11, 1}, {0, 0}})
+    EXPECT_EQ(onStack.IsTrue(v) * 10 + onHeap.IsTrue(v), answer * 11) << v;
 }
 
 TEST_F(FilterTest, NodesLiveAsLongAsSomeoneHoldsThem) {
@@ -130,41 +123,6 @@ TEST_F(FilterTest, AssignmentAndCopyKeepTheResult) {
   pass.Initialize(a);
   EXPECT_EQ(pass.GetResult(), nullptr);
   EXPECT_EQ(pass.IsTrue(2) * 10 + pass.IsTrue(3), 10);
-}
-
-// Random expressions over heap leaves answer like their formula and are all released.
-TEST_F(FilterTest, RandomExpressionsMatchTheirFormula) {
-  std::mt19937 rng(7);
-  for (int round = 0; round < 150; ++round) {
-    struct Term {
-      SCC_SharedPointer<SYS_Filter> holder;
-      std::function<bool(int)> model;
-    };
-    std::vector<Term> terms;
-    for (int i = 0; i < 4; ++i) {
-      const int k = static_cast<int>(rng() % 5) + 2;
-      terms.push_back({SCC_SharedPointer<SYS_Filter>(Divisible(k)), [k](int v) { return v % k == 0; }});
-    }
-    for (int step = 0; step < 6; ++step) {
-      const Term& x = terms[rng() % terms.size()];
-      const Term& y = terms[rng() % terms.size()];
-      auto mx = x.model, my = y.model;
-      Term made;
-      switch (rng() % 3) {
-        case 0:
-          made = {&(*x.holder & *y.holder), [=](int v) { return mx(v) && my(v); }};
-          break;
-        case 1:
-          made = {&(*x.holder | *y.holder), [=](int v) { return mx(v) || my(v); }};
-          break;
-        default:
-          made = {&!*x.holder, [=](int v) { return !mx(v); }};
-      }
-      terms.push_back(made);  // a node is only kept while someone holds it: we do
-    }
-    for (const Term& t : terms)
-      for (int v = -12; v <= 12; ++v) ASSERT_EQ(t.holder->IsTrue(v) != 0, t.model(v)) << v;
-  }
 }
 
 }  // namespace
