@@ -62,10 +62,8 @@ TEST(EventFilterTest, HoldsMergesAndReleasesInOrder) {
     Send(source, 1, 9);  // passes at once while resumed
     settings->Suspend();
     for (long v : {4, 2, 4}) Send(source, v == 4 ? 1 : 3, v);
-    source.Notify(5, nullptr);
-    Send(source, 3, 2);
-    source.Notify(8, &property);
-    source.Notify(8, &property);
+    source.Notify(5, nullptr), Send(source, 3, 2);
+    source.Notify(8, &property), source.Notify(8, &property);
     if (c.endWithClear) source.Notify(6, nullptr);
     EXPECT_EQ(out.log, Log{"1:9"});
     settings->Resume();
@@ -85,10 +83,8 @@ TEST(EventFilterTest, NestedSuspensionAndSharedSettings) {
   SCC_Notifier a, b;
   SCC_EventFilter fa(settings, &a), fb(settings, &b), loose(nullptr, &a);
   Listener la(fa.GetNotifier()), lb(fb.GetNotifier()), ll(loose.GetNotifier()), state(settings->GetStateEvent(), 0);
-  settings->Suspend();
-  settings->Suspend();
-  Send(a, 1, 1);
-  Send(b, 2, 2);
+  settings->Suspend(), settings->Suspend();
+  Send(a, 1, 1), Send(b, 2, 2);
   settings->Resume();
   EXPECT_EQ(la.log.size() + lb.log.size(), 0u) << "one Resume per Suspend";
   settings->Resume();
@@ -97,8 +93,7 @@ TEST(EventFilterTest, NestedSuspensionAndSharedSettings) {
 
   // fb (hooked into the settings last, so released first) suspends again: fa holds on.
   settings->Suspend();
-  Send(a, 1, 3);
-  Send(b, 1, 4);
+  Send(a, 1, 3), Send(b, 1, 4);
   lb.action = [&] { lb.action = nullptr, settings->Suspend(); };
   settings->Resume();
   EXPECT_EQ(lb.log.back() + la.log.back(), "1:41:1");
@@ -116,15 +111,13 @@ TEST(EventFilterTest, PayloadsOutliveTheRaiser) {
   SCC_StdCollection collection;
   SCC_EventFilter filter(settings, array.GetNotifier()), cf(wide, collection.GetNotifier());
   Listener out(filter.GetNotifier()), items(cf.GetNotifier(), 3);
-  settings->Suspend();
-  wide->Suspend();
+  settings->Suspend(), wide->Suspend();
   array.InsertAt(0, 5, 2);  // the array's records are its locals
   array.Delete(1);
   EXPECT_EQ(wide->SetPayloadSize(1, sizeof(SCC_CollectionItem)), 1);  // a collection's is bigger
   int object = 0;
   collection.Add(&object);
-  settings->Resume();
-  wide->Resume();
+  settings->Resume(), wide->Resume();
   EXPECT_EQ(out.log, (Log{"7:1,0,2", "1:1", "1:2", "2:2", "7:2,1,1"}));
   EXPECT_EQ(items.log, (Log{"7:1,0,1", "1:1,1," + std::to_string(reinterpret_cast<long>(&object))}));
 }
@@ -174,8 +167,7 @@ TEST(EventFilterTest, ReentrantReleases) {
   SCC_EventFilter filter(settings, &source);
   Listener out(filter.GetNotifier());
   settings->Suspend();
-  Send(source, 1, 1);
-  Send(source, 1, 2);
+  Send(source, 1, 1), Send(source, 1, 2);
   out.action = [&] { out.action = nullptr, throw 42; };
   EXPECT_THROW(settings->Resume(), int);
   EXPECT_EQ(filter.GetHeldCount(), 1);
@@ -184,40 +176,34 @@ TEST(EventFilterTest, ReentrantReleases) {
 }
 
 TEST(EventFilterTest, SettingsCopiesAndMisuse) {
-  SCC_EventFilterSettings original;
-  original.SetMergeMode(S::MergeRepeats);
-  original.SetPayloadSize(9, 12);
-  original.SetMaxHeld(1);  // the smallest limit
-  original.Suspend();
-  SCC_EventFilterSettings copy(original);
-  EXPECT_EQ(copy.GetMergeMode() * 100 + copy.GetPayloadSize(9) * 10 + copy.GetMaxHeld(), 221);
-  EXPECT_EQ(copy.IsSuspended(), 0) << "a copy starts resumed";
-  copy.SetPayloadSize(9, 0);
-  copy.SetMaxHeld(4);
-  EXPECT_EQ(original.GetPayloadSize(9), 12) << "copies are separate";
-  original = copy;
+  S original;
+  original.SetMergeMode(S::MergeRepeats), original.SetPayloadSize(9, 12), original.SetMaxHeld(1), original.Suspend();
+  S copy(original);  // starts resumed, else the same, and separate
+  EXPECT_EQ(copy.GetMergeMode() * 1000 + copy.GetPayloadSize(9) * 10 + copy.GetMaxHeld() + copy.IsSuspended() * 5, 1121);
+  copy.SetPayloadSize(9, 0), copy.SetMaxHeld(4);
   S& same = original;
   original = same;
-  EXPECT_EQ(original.GetPayloadSize(9) * 10 + original.GetMaxHeld() + original.IsSuspended() * 100, 104)
-      << "assignment keeps the suspension";
+  EXPECT_EQ(original.GetPayloadSize(9) * 10 + original.GetPayloadSize(1), 120 + int(sizeof(long)));
+  original = copy;  // keeps the suspension
+  EXPECT_EQ(original.GetPayloadSize(9) * 10 + original.GetMaxHeld() + original.IsSuspended() * 100, 104);
   original.Resume();
-
   SSM ssm;
-  auto site = [](const std::function<void()>& body) -> int {
+  const std::pair<std::function<void()>, int> misuse[] = {
+      {[&] { original.Resume(); }, 120},
+      {[&] { original.SetPayloadSize(1, SCC_SuspendedEvent::kMaxPayload + 1); }, 121},
+      {[&] { original.SetPayloadSize(1, -1); }, 121},
+      {[&] { original.SetPayloadSize(2, SCC_SuspendedEvent::kMaxPayload); }, 0},
+      {[&] { original.SetMaxHeld(0); }, 122},
+      {[&] { original.SetMaxHeld(1); }, 0},
+  };
+  for (const auto& [body, line] : misuse) {
     try {
       body();
+      EXPECT_EQ(line, 0);
     } catch (SSM::AssertData* data) {
-      EXPECT_STREQ(data->fileName.GetString(), "system/scc/SCC_EventFilter");
-      return data->line;
+      EXPECT_EQ(data->fileName + std::to_string(data->line).c_str(), SYS_String("system/scc/SCC_EventFilter") + std::to_string(line).c_str());
     }
-    return 0;
-  };
-  EXPECT_EQ(site([&] { original.Resume(); }), 120);
-  EXPECT_EQ(site([&] { original.SetPayloadSize(1, SCC_SuspendedEvent::kMaxPayload + 1); }), 121);
-  EXPECT_EQ(site([&] { original.SetPayloadSize(1, -1); }), 121);
-  EXPECT_EQ(site([&] { original.SetPayloadSize(2, SCC_SuspendedEvent::kMaxPayload); }), 0);
-  EXPECT_EQ(site([&] { original.SetMaxHeld(0); }), 122);
-  EXPECT_EQ(site([&] { original.SetMaxHeld(1); }), 0);
+  }
   EXPECT_EQ(original.GetSuspendCount() * 10 + original.GetMaxHeld(), 1);
   EXPECT_EQ(original.GetPayloadSize(1) * 100 + original.GetPayloadSize(2), int(sizeof(long)) * 100 + 32);
 }
