@@ -42,27 +42,21 @@ TEST(ConcentratorTest, NestedRelaysAndHookingAgain) {
   SCC_Notifier a, b;
   Log log;
   Probe high("high", &log, nullptr, 100), low("low", &log, nullptr, -5);
-  high.HookEvent(&a);
-  conc.HookEvent(&a, 10);
+  high.HookEvent(&a), conc.HookEvent(&a, 10);
   low.HookEvent(&a);  // by priority it lands after the concentrator's node
-  conc.HookEvent(&b, 20);
-  conc.HookEvent(nullptr, 30);
+  conc.HookEvent(&b, 20), conc.HookEvent(nullptr, 30);
   conc.HookEvent(Notifier(conc), 40);  // ignored: it would relay for ever
   EXPECT_EQ(conc.GetEventCount(), 2);
   Probe first("first", &log, &conc), second("second", &log, &conc);
-  first.HookEvent(Notifier(conc));
-  second.HookEvent(Notifier(conc));  // hooked last, called first
-  second.action = [&] {
-    if (log.size() == 2) b.Notify(4, nullptr);
-  };
+  first.HookEvent(Notifier(conc)), second.HookEvent(Notifier(conc));  // second: called first
+  second.action = [&] { log.size() == 2 ? b.Notify(4, nullptr) : void(); };
   a.Notify(3, nullptr);
   EXPECT_EQ(log, (Log{"high:3", "second:3/10", "second:4/20", "first:4/20", "first:3/10", "low:3"}));
   EXPECT_EQ(conc.GetNotificationType(), 10) << "the type of the last relay stays";
 
   // Hooking again retypes the one node and moves it to the end of the source's ring.
-  log.clear();
+  log.clear(), first.Remove();
   second.action = nullptr;
-  first.Remove();
   conc.HookEvent(&a, 2);
   a.Notify(1, nullptr);
   EXPECT_EQ(log, (Log{"high:1", "low:1", "second:1/2"}));
@@ -73,27 +67,22 @@ TEST(ConcentratorTest, ReleasingDuringRelays) {
   // a (type 1) relays; `first` raises b (type 2) from inside, then releases a source when the
   // log reaches `releaseAt`. `after` hooks a after the node: a's own raise goes on.
   const struct {
-    const char* what;
     size_t releaseAt;
     int release;  // 1: a, 2: b
     Log expected;
     long typeAfter;
   } cases[] = {
-      {"a's own relay", 1, 1, {"first:8/1", "after:8"}, 1},
-      {"a from b's nested relay", 2, 1, {"first:8/1", "first:9/2", "after:8"}, 2},
-      {"b in its own nested relay", 2, 2, {"first:8/1", "first:9/2", "second:9/2", "second:8/1", "after:8"}, 1},
+      {1, 1, {"first:8/1", "after:8"}, 1},                 // a in its own relay
+      {2, 1, {"first:8/1", "first:9/2", "after:8"}, 2},    // a from b's nested relay
+      {2, 2, {"first:8/1", "first:9/2", "second:9/2", "second:8/1", "after:8"}, 1},  // b in its own
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
     SCC_EventConcentrator conc;
     SCC_Notifier a, b;
-    conc.HookEvent(&a, 1);
-    conc.HookEvent(&b, 2);
+    conc.HookEvent(&a, 1), conc.HookEvent(&b, 2);
     Log log;
     Probe second("second", &log, &conc), first("first", &log, &conc), after("after", &log);
-    second.HookEvent(Notifier(conc));
-    first.HookEvent(Notifier(conc));
-    after.HookEvent(&a);
+    second.HookEvent(Notifier(conc)), first.HookEvent(Notifier(conc)), after.HookEvent(&a);
     first.action = [&] {
       if (log.size() == 1 && c.releaseAt > 1) b.Notify(9, nullptr);
       if (log.size() == c.releaseAt) conc.ReleaseEvent(c.release == 1 ? &a : &b);
@@ -103,9 +92,8 @@ TEST(ConcentratorTest, ReleasingDuringRelays) {
     EXPECT_EQ(conc.GetNotificationType(), c.typeAfter);
     EXPECT_EQ(conc.GetEventCount(), 1);
     EXPECT_TRUE(Notifier(conc)->IsEnabled()) << "enabled again when the relays are over";
-    log.clear();
+    log.clear(), after.Remove();
     first.action = nullptr;
-    after.Remove();
     (c.release == 1 ? b : a).Notify(3, nullptr);
     EXPECT_EQ(log.size(), 2u) << "the remaining source relays normally";
   }
@@ -115,24 +103,17 @@ TEST(ConcentratorTest, DyingSourcesDisablingAndThrowing) {
   SCC_EventConcentrator conc;
   auto a = std::make_unique<SCC_Notifier>(), b = std::make_unique<SCC_Notifier>();
   SCC_Notifier c;
-  conc.HookEvent(a.get(), 1);
-  conc.HookEvent(b.get(), 2);
-  conc.HookEvent(&c, 3);
+  conc.HookEvent(a.get(), 1), conc.HookEvent(b.get(), 2), conc.HookEvent(&c, 3);
   a.reset();
   EXPECT_EQ(conc.GetEventCount(), 2);
   Log log;
   Probe late("late", &log, &conc), killer("killer", &log, &conc);
-  late.HookEvent(Notifier(conc));
-  killer.HookEvent(Notifier(conc));
-  killer.action = [&] {
-    if (conc.GetNotificationType() == 2) b.reset();  // during its own relay
-  };
-  b->Notify(1, nullptr);
-  c.Notify(2, nullptr);
+  late.HookEvent(Notifier(conc)), killer.HookEvent(Notifier(conc));
+  killer.action = [&] { conc.GetNotificationType() == 2 ? b.reset() : void(); };  // in its own relay
+  b->Notify(1, nullptr), c.Notify(2, nullptr);
   EXPECT_EQ(log, (Log{"killer:1/2", "killer:2/3", "late:2/3"}));
 
-  log.clear();
-  late.Remove();
+  log.clear(), late.Remove();
   Notifier(conc)->Enable(0);
   c.Notify(1, nullptr);
   EXPECT_TRUE(log.empty());
@@ -145,8 +126,7 @@ TEST(ConcentratorTest, DyingSourcesDisablingAndThrowing) {
   };
   EXPECT_THROW(c.Notify(1, nullptr), std::runtime_error);
   killer.action = nullptr;
-  log.clear();
-  d.Notify(3, nullptr);
+  log.clear(), d.Notify(3, nullptr);
   EXPECT_EQ(log, Log{"killer:3/4"}) << "the relay stack was unwound";
   c.RemoveAll();
   EXPECT_EQ(conc.GetEventCount(), 1);
@@ -161,8 +141,7 @@ TEST(ConcentratorTest, CopiesShareOneImplementation) {
   original->HookEvent(&source, 5);
   auto copy = std::make_unique<SCC_EventConcentrator>(*original);
   SCC_EventConcentrator assigned;
-  assigned = unusedCopy;
-  assigned = *copy;
+  assigned = unusedCopy, assigned = *copy;
   EXPECT_EQ(RingSize(other), 1) << "unusedCopy still holds it";
   unusedCopy = unused;
   EXPECT_EQ(RingSize(other), 0);
@@ -183,25 +162,18 @@ TEST(ConcentratorTest, CopiesShareOneImplementation) {
   // A listener may destroy the last concentrator during a relay, even twice nested.
   auto owned = std::make_unique<SCC_EventConcentrator>();
   SCC_Notifier inner;
-  owned->HookEvent(&source, 1);
-  owned->HookEvent(&inner, 2);
+  owned->HookEvent(&source, 1), owned->HookEvent(&inner, 2);
   Probe dropper("dropper", &log), late("late", &log), sourceAfter("source-after", &log, nullptr, -1);
-  late.HookEvent(Notifier(*owned));
-  dropper.HookEvent(Notifier(*owned));
-  dropper.action = [&] {
-    if (log.size() == 1) inner.Notify(2, nullptr);
-    else owned.reset();
-  };
-  sourceAfter.HookEvent(&source);
-  log.clear();
-  source.Notify(1, nullptr);
+  late.HookEvent(Notifier(*owned)), dropper.HookEvent(Notifier(*owned)), sourceAfter.HookEvent(&source);
+  dropper.action = [&] { log.size() == 1 ? inner.Notify(2, nullptr) : owned.reset(); };
+  log.clear(), source.Notify(1, nullptr);
   EXPECT_EQ(log, (Log{"dropper:1", "dropper:2", "late:2", "late:1", "source-after:1"}));
   EXPECT_EQ(RingSize(source) * 10 + RingSize(inner), 10) << "the implementation went after the relays";
 }
 
 // A subclass supplies its own implementation, which hears of releases.
 struct WatchingImpl : SCC_EventConcentratorImpl {
-  WatchingImpl() : hook(this, &WatchingImpl::OnRelease) { hook.HookEvent(&m_releaseNotifier); }
+  WatchingImpl() : hook(this, &WatchingImpl::OnRelease, &m_releaseNotifier) {}
   int OnRelease(int code, int* data) {
     auto* node = reinterpret_cast<SCC_EventConcNode*>(data);
     released.push_back(code * 100 + node->GetType());
@@ -210,21 +182,16 @@ struct WatchingImpl : SCC_EventConcentratorImpl {
   std::vector<long> released;
   SCC_ObjectEventHook<WatchingImpl, int> hook;
 };
-struct WatchingConcentrator : SCC_EventConcentrator {
-  WatchingImpl* Impl() { return CheckImpl(), static_cast<WatchingImpl*>(PeekImpl()); }
-  SCC_EventConcentratorImpl* GetImpl() const override { return new WatchingImpl; }
-};
 
 TEST(ConcentratorTest, ReleaseNotifierTellsSubclasses) {
-  WatchingConcentrator conc;
+  struct : SCC_EventConcentrator {
+    SCC_EventConcentratorImpl* GetImpl() const override { return new WatchingImpl; }
+  } conc;
   SCC_Notifier a;
   auto b = std::make_unique<SCC_Notifier>();
-  conc.HookEvent(&a, 4);
-  conc.HookEvent(b.get(), 6);
-  conc.ReleaseEvent(&a);
-  b.reset();
-  conc.ReleaseEvent(&a);
-  EXPECT_EQ(conc.Impl()->released, (std::vector<long>{204, 206}));
+  conc.HookEvent(&a, 4), conc.HookEvent(b.get(), 6);
+  conc.ReleaseEvent(&a), b.reset(), conc.ReleaseEvent(&a);
+  EXPECT_EQ(static_cast<WatchingImpl*>(Notifier(conc))->released, (std::vector<long>{204, 206}));
   EXPECT_EQ(conc.GetEventCount(), 0);
 }
 
