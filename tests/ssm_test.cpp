@@ -152,8 +152,7 @@ TEST_F(SsmTest, FailuresInsideHooks) {
   int nested = -1;  // the same site failing inside its own hook is ignored, whatever its type
   g_onFailed = [&](Data&) { g_onFailed = nullptr, nested = SSM_AssertFailed("inner", "r", 1, SSM_InternalError, 0); };
   EXPECT_EQ(SSM_AssertFailed("outer", "r", 1, SSM_Error, 0), 0);
-  EXPECT_EQ(nested, 1);
-  EXPECT_EQ(manager.FindSite("r", 1)->count, 1);
+  EXPECT_EQ(nested * 10 + manager.FindSite("r", 1)->count, 11);
   EXPECT_EQ(manager.FindSite("r", 1)->message, SYS_String("outer"));
 
   g_log.clear();  // another site is handled in full, nested; the current entry is the last one
@@ -164,9 +163,8 @@ TEST_F(SsmTest, FailuresInsideHooks) {
     depthInside = manager.GetDepth();
   };
   EXPECT_EQ(SSM_AssertFailed("outer", "n", 1, SSM_Check, 0), 1);
-  EXPECT_EQ(depthInside, 1);
   EXPECT_EQ(g_log, (Log{"f0:n(1)", "f0:n(2)", "h0:n(2)", "l0:n(2)", "h0:n(1)", "l0:n(1)"}));
-  EXPECT_EQ(manager.GetCurrent().GetLineNo(), 2);
+  EXPECT_EQ(depthInside * 10 + manager.GetCurrent().GetLineNo(), 12);
 
   g_onFailed = [](Data&) { throw 42; };  // leaves the manager consistent
   EXPECT_THROW(SSM_AssertFailed("m", "x", 1, SSM_Check, 0), int);
@@ -180,8 +178,7 @@ TEST_F(SsmTest, SilentModeAndDisabledSites) {
   g_onFailed = [](Data&) { Escalate(SSM::ActionFatal); };  // must not be asked
   SSM::SetSilentMode(1);
   EXPECT_EQ(SSM::GetSilentMode(), 1);
-  EXPECT_EQ(Outcome(SSM_Check, "s", 0), 1);
-  EXPECT_EQ(Outcome(SSM_Error, "s", 1), 1);
+  for (int line : {0, 1}) EXPECT_EQ(Outcome(SSM_FailureType(line), "s", line), 1);
   EXPECT_EQ(Outcome(SSM_InternalError, "s", 2), 2) << "throws even in silent mode";
   EXPECT_EQ(g_log, (Log{"h0:s(0)", "l0:s(0)", "h1:s(1)", "l1:s(1)", "h2:s(2)", "l2:s(2)"}));
   SSM::SetSilentMode(0);
@@ -189,8 +186,7 @@ TEST_F(SsmTest, SilentModeAndDisabledSites) {
   manager.FindSite("s", 0)->logRequired = 0;
   g_onFailed = nullptr;
   g_log.clear();
-  EXPECT_EQ(Outcome(SSM_Error, "s", 1), 1);
-  EXPECT_EQ(Outcome(SSM_Check, "s", 0), 1);
+  for (int line : {1, 0}) EXPECT_EQ(Outcome(SSM_FailureType(line), "s", line), 1);
   EXPECT_EQ(g_log, (Log{"h1:s(1)", "f0:s(0)", "h0:s(0)"}));
 }
 
@@ -218,12 +214,7 @@ TEST_F(SsmTest, AssertObjReadsAndWritesTheEntry) {
   EXPECT_EQ(lines, (std::vector<int>{12, 1}));
 }
 
-TEST(SysExceptionTest, Messages) {
-  const SYS_Exception e("Please enter a value within the %c%lf,%lf%c range.", '[', 1.0, 2.5, ']');
-  EXPECT_EQ(e.GetText(), SYS_String("Please enter a value within the [1.000000,2.500000] range."));
-  SYS_Exception assigned(0);
-  assigned = e;
-  EXPECT_EQ(SYS_Exception(assigned).GetText(), e.GetText());
-  EXPECT_EQ(SYS_Exception(45063, "x", 3).GetText(), SYS_String());  // the id is not used: intended
-  EXPECT_EQ(SYS_Exception(static_cast<const char*>(nullptr)).GetText(), SYS_String());
+TEST(SysExceptionTest, Messages) {  // the id constructor ignores its arguments: intended
+  EXPECT_EQ(SYS_Exception("within %c%lf,%lf%c", '[', 1.0, 2.5, ']').GetText(), SYS_String("within [1.000000,2.500000]"));
+  EXPECT_EQ(SYS_Exception(45063, "x", 3).GetText() + SYS_Exception(static_cast<const char*>(nullptr)).GetText(), SYS_String());
 }
