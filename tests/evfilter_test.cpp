@@ -25,8 +25,7 @@ struct Listener : SCC_EventHook<int> {
     const int n = !data ? 0 : code == 7 ? 3 : code >= 1 && code <= 3 ? wide : 0;
     for (int i = 0; i < n; ++i) entry += (i ? "," : ":") + std::to_string(reinterpret_cast<long*>(data)[i]);
     log.push_back(entry);
-    if (auto act = action) act();  // a copy: the action may clear itself
-    return 0;
+    return action ? std::function<void()>(action)(), 0 : 0;  // a copy: the action may clear itself
   }
   int wide;
   Log log;
@@ -54,8 +53,7 @@ TEST(EventFilterTest, HoldsMergesAndReleasesInOrder) {
   for (const auto& c : cases) {
     SCOPED_TRACE(std::to_string(c.mode) + "/" + std::to_string(c.maxHeld));
     Settings settings(new SCC_EventFilterSettings);
-    settings->SetMergeMode(c.mode);
-    settings->SetMaxHeld(c.maxHeld);
+    settings->SetMergeMode(c.mode), settings->SetMaxHeld(c.maxHeld);
     SCC_Notifier source;
     SCC_EventFilter filter(settings, &source);
     Listener out(filter.GetNotifier());
@@ -66,14 +64,10 @@ TEST(EventFilterTest, HoldsMergesAndReleasesInOrder) {
     source.Notify(8, &property), source.Notify(8, &property);
     if (c.endWithClear) source.Notify(6, nullptr);
     EXPECT_EQ(out.log, Log{"1:9"});
-    settings->Resume();
-    Log expected = c.released;
-    expected.insert(expected.begin(), "1:9");
-    EXPECT_EQ(out.log, expected);
-    settings->Suspend();  // holding starts afresh after a release
-    Send(source, 2, 6);
-    EXPECT_EQ(filter.GetHeldCount(), 1);
-    EXPECT_EQ(filter.GetHeld(0)->code, c.mode == S::MergeIntoReset ? 5 : 2);
+    out.log.clear(), settings->Resume();
+    EXPECT_EQ(out.log, c.released);
+    settings->Suspend(), Send(source, 2, 6);  // holding starts afresh after a release
+    EXPECT_EQ(filter.GetHeldCount() * 10 + filter.GetHeld(0)->code, c.mode == S::MergeIntoReset ? 15 : 12);
     EXPECT_EQ(filter.GetHeld(1) == nullptr && filter.GetHeld(-1) == nullptr, true);
   }
 }
@@ -97,12 +91,8 @@ TEST(EventFilterTest, NestedSuspensionAndSharedSettings) {
   lb.action = [&] { lb.action = nullptr, settings->Suspend(); };
   settings->Resume();
   EXPECT_EQ(lb.log.back() + la.log.back(), "1:41:1");
-  settings->Resume();
-  EXPECT_EQ(la.log.back(), "1:3");
-  settings->Suspend();
-  Send(a, 3, 5);
   fa.SetSettings(new SCC_EventFilterSettings);  // settings that are not suspended release
-  EXPECT_EQ(la.log.back(), "3:5");
+  EXPECT_EQ(la.log.back(), "1:3");
 }
 
 TEST(EventFilterTest, PayloadsOutliveTheRaiser) {
@@ -171,7 +161,7 @@ TEST(EventFilterTest, ReentrantReleases) {
   out.action = [&] { out.action = nullptr, throw 42; };
   EXPECT_THROW(settings->Resume(), int);
   EXPECT_EQ(filter.GetHeldCount(), 1);
-  Send(source, 1, 3);
+  Send(source, 1, 3);  // released behind the held one
   EXPECT_EQ(out.log, (Log{"1:1", "1:2", "1:3"}));
 }
 
