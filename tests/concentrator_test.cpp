@@ -171,28 +171,4 @@ TEST(ConcentratorTest, CopiesShareOneImplementation) {
   EXPECT_EQ(RingSize(source) * 10 + RingSize(inner), 10) << "the implementation went after the relays";
 }
 
-// A subclass supplies its own implementation, which hears of releases.
-struct WatchingImpl : SCC_EventConcentratorImpl {
-  WatchingImpl() : hook(this, &WatchingImpl::OnRelease, &m_releaseNotifier) {}
-  int OnRelease(int code, int* data) {
-    auto* node = reinterpret_cast<SCC_EventConcNode*>(data);
-    released.push_back(code * 100 + node->GetType());
-    return ReleaseEvent(node->GetSource()), 0;  // releasing again finds nothing
-  }
-  std::vector<long> released;
-  SCC_ObjectEventHook<WatchingImpl, int> hook;
-};
-
-TEST(ConcentratorTest, ReleaseNotifierTellsSubclasses) {
-  struct : SCC_EventConcentrator {
-    SCC_EventConcentratorImpl* GetImpl() const override { return new WatchingImpl; }
-  } conc;
-  SCC_Notifier a;
-  auto b = std::make_unique<SCC_Notifier>();
-  conc.HookEvent(&a, 4), conc.HookEvent(b.get(), 6);
-  conc.ReleaseEvent(&a), b.reset(), conc.ReleaseEvent(&a);
-  EXPECT_EQ(static_cast<WatchingImpl*>(Notifier(conc))->released, (std::vector<long>{204, 206}));
-  EXPECT_EQ(conc.GetEventCount(), 0);
-}
-
 }  // namespace
