@@ -66,12 +66,8 @@ TEST(ConcentratorTest, NestedRelaysAndHookingAgain) {
 TEST(ConcentratorTest, ReleasingDuringRelays) {
   // a (type 1) relays; `first` raises b (type 2) from inside, then releases a source when the
   // log reaches `releaseAt`. `after` hooks a after the node: a's own raise goes on.
-  const struct {
-    size_t releaseAt;
-    int release;  // 1: a, 2: b
-    Log expected;
-    long typeAfter;
-  } cases[] = {
+  // release: 1 a, 2 b
+  const struct { size_t releaseAt; int release; Log expected; long typeAfter; } cases[] = {
       {1, 1, {"first:8/1", "after:8"}, 1},                 // a in its own relay
       {2, 1, {"first:8/1", "first:9/2", "after:8"}, 2},    // a from b's nested relay
       {2, 2, {"first:8/1", "first:9/2", "second:9/2", "second:8/1", "after:8"}, 1},  // b in its own

@@ -31,12 +31,7 @@ struct Listener : SCC_EventHook<int> {
 void Send(SCC_Notifier& source, int code, long value) { source.Notify(code, &value); }
 
 TEST(EventFilterTest, HoldsMergesAndReleasesInOrder) {
-  const struct {
-    S::MergeMode mode;
-    long maxHeld;
-    bool endWithClear;
-    Log released;
-  } cases[] = {
+  const struct { S::MergeMode mode; long maxHeld; bool endWithClear; Log released; } cases[] = {
       {S::MergeNone, 100, false, {"1:4", "3:2", "1:4", "5", "3:2", "8", "8"}},
       {S::MergeNone, 7, false, {"1:4", "3:2", "1:4", "5", "3:2", "8", "8"}},
       {S::MergeRepeats, 100, false, {"1:4", "3:2", "5", "8"}},
@@ -92,12 +87,8 @@ TEST(EventFilterTest, NestedSuspensionAndSharedSettings) {
 }
 
 TEST(EventFilterTest, ReentrantReleases) {
-  const struct {
-    const char* what;
-    std::function<void(SCC_Notifier&, SCC_EventFilter*&, Settings&, Listener&)> onFirst;
-    Log delivered;
-    long heldAfter;
-  } cases[] = {
+  using Act = std::function<void(SCC_Notifier&, SCC_EventFilter*&, Settings&, Listener&)>;
+  const struct { const char* what; Act onFirst; Log delivered; long heldAfter; } cases[] = {
       {"raises the source: waits behind the held ones", [](SCC_Notifier& s, SCC_EventFilter*&, Settings&, Listener&) { Send(s, 3, 9); },
        {"1:1", "1:2", "1:3", "3:9"}, 0},
       {"suspends again", [](SCC_Notifier&, SCC_EventFilter*&, Settings& st, Listener&) { st->Suspend(); }, {"1:1"}, 2},

@@ -56,12 +56,8 @@ TEST(MultiplexerTest, RaisesOnBehalfOfEverySourceInJoinOrder) {
 TEST(MultiplexerTest, SourcesJoinLeaveAndDieDuringARaise) {
   // Sources a, b, c have joined in order; a's first listener acts once. Ops: 'j' join,
   // 'l' leave, 'r' leave and rejoin, 'x' destroy, 'd' disable the multiplexer, 'm' destroy it.
-  const struct {
-    char op;
-    int who;  // 0 a (the running source), 1 b, 3 d (not joined)
-    Log delivered;
-    long countAfter;
-  } cases[] = {
+  // who: 0 a (the running source), 1 b, 3 d (not joined)
+  const struct { char op; int who; Log delivered; long countAfter; } cases[] = {
       {'j', 3, {"a:1@a", "a2:1@a", "b:1@b", "c:1@c", "d:1@d"}, 4},  // reached in the same raise
       {'l', 1, {"a:1@a", "a2:1@a", "c:1@c"}, 2},
       {'l', 0, {"a:1@a", "a2:1@a", "b:1@b", "c:1@c"}, 2},  // its second listener still hears it
@@ -86,9 +82,8 @@ TEST(MultiplexerTest, SourcesJoinLeaveAndDieDuringARaise) {
     la.action = [&] {
       la.action = nullptr;
       Named* who = s[c.who].get();
-      if (c.op == 'j') who->Join(raw);
       if (c.op == 'l' || c.op == 'r') who->Leave();
-      if (c.op == 'r') who->Join(raw);
+      if (c.op == 'j' || c.op == 'r') who->Join(raw);
       if (c.op == 'd') raw->Enable(0);
       if (c.op == 'x') s[c.who].reset();
       if (c.op == 'm') la2.Enable(0), mux.reset();  // la2 would ask the dead one

@@ -27,11 +27,8 @@ struct Listener {
 };
 
 TEST(NSyncTest, AGroupsChangesAreMergedAndRaisedInOrder) {
-  const struct {
-    Notices reports;  // (code, handle) reported inside one group
-    Notices raised;
-    int taken;        // how many reports the client took
-  } cases[] = {
+  // reports: (code, handle) inside one group; taken: how many the client took
+  const struct { Notices reports; Notices raised; int taken; } cases[] = {
       {{{3, 9}, {1, 7}, {2, 4}, {1, 5}}, {{2, 4}, {1, 5}, {1, 7}, {3, 9}}, 4},  // kinds in fixed order
       {{{1, 7}, {2, 7}}, {}, 2},                                                // insert, remove: none
       {{{2, 7}, {1, 7}}, {{3, 7}}, 2},                                          // remove, insert: replace
