@@ -1,5 +1,5 @@
 // concentrator_test.cpp - SCC_EventConcentrator: types of nested relays, hooking again,
-// releases during relays, dying sources, shared copies and random re-entrant traffic.
+// releases during relays, dying sources and shared copies dropped in mid-relay.
 #include <gtest/gtest.h>
 
 #include <functional>

@@ -48,7 +48,8 @@ TEST(NSyncTest, AGroupsChangesAreMergedAndRaisedInOrder) {
     client.EndSync();
     EXPECT_EQ(listener.log, c.raised);
     EXPECT_EQ(taken, c.taken);
-    EXPECT_TRUE(client.GetInserted().IsEmpty() && client.GetRemoved().IsEmpty() && client.GetReplaced().IsEmpty());
+    EXPECT_TRUE(client.GetInserted().IsEmpty() && client.GetRemoved().IsEmpty() && client.GetReplaced().IsEmpty() &&
+                client.GetReset() == 0);
   }
 }
 
