@@ -1,15 +1,11 @@
-// evfilter_test.cpp - tests of SCC_EventFilter and SCC_EventFilterSettings: holding and
-// merging, nested suspension, payload copies, re-entrant releases, shared settings, the
-// limit and misuse.
+// evfilter_test.cpp - SCC_EventFilter and its shared settings: holding and merging, nested
+// suspension, payload copies, re-entrant releases, the limit and misuse.
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "sccarray.h"
-#include "scccollection.h"
 #include "sccevfilter.h"
 #include "ssm.h"
 
@@ -17,189 +13,94 @@ namespace {
 
 using Log = std::vector<std::string>;
 using Settings = SCC_SharedPointer<SCC_EventFilterSettings>;
+using S = SCC_EventFilterSettings;
 
-// Logs "code" or "code:value" where value is the first long of the payload (for 1, 2, 3).
+// Logs "code", or "code:value" for 1 to 3 whose payload starts with a long (the raiser's local).
 struct Listener : SCC_EventHook<int> {
-  explicit Listener(SCC_Notifier* event) { HookEvent(event); }
+  explicit Listener(SCC_Notifier* event, bool values = true) : values(values) { HookEvent(event); }
   int OnNotification(int code, int* data) override {
-    std::string entry = std::to_string(code);
-    if (code >= 1 && code <= 3 && data) entry += ":" + std::to_string(*reinterpret_cast<long*>(data));
-    log.push_back(entry);
-    // A copy, so that an action may clear itself while it runs.
-    if (auto act = action) act(code);
-    return 0;
+    const bool value = values && data && code >= 1 && code <= 3;
+    log.push_back(std::to_string(code) + (value ? ":" + std::to_string(*reinterpret_cast<long*>(data)) : ""));
+    return action ? std::function<void()>(action)(), 0 : 0;  // a copy: the action may clear itself
   }
+  bool values;
   Log log;
-  std::function<void(int)> action;
+  std::function<void()> action;
 };
 
 void Send(SCC_Notifier& source, int code, long value) { source.Notify(code, &value); }
 
 TEST(EventFilterTest, HoldsMergesAndReleasesInOrder) {
-  // One sequence raised while suspended, released under each merge mode.
-  struct Case {
-    SCC_EventFilterSettings::MergeMode mode;
-    bool endWithClear;
-    Log released;
-  };
-  const Case cases[] = {
-      {SCC_EventFilterSettings::MergeNone, false, {"1:4", "3:2", "1:4", "5", "3:2", "8"}},
-      {SCC_EventFilterSettings::MergeRepeats, false, {"1:4", "3:2", "5", "8"}},
-      {SCC_EventFilterSettings::MergeIntoReset, false, {"5"}},
-      {SCC_EventFilterSettings::MergeIntoReset, true, {"6"}},
-      {SCC_EventFilterSettings::MergeRepeats, true, {"1:4", "3:2", "5", "8", "6"}},
+  const struct { S::MergeMode mode; long maxHeld; bool endWithClear; Log released; } cases[] = {
+      {S::MergeNone, 100, false, {"1:4", "3:2", "1:4", "5", "3:2", "8", "8"}},
+      {S::MergeNone, 7, false, {"1:4", "3:2", "1:4", "5", "3:2", "8", "8"}},
+      {S::MergeRepeats, 100, false, {"1:4", "3:2", "5", "8"}},
+      {S::MergeRepeats, 100, true, {"1:4", "3:2", "5", "8", "6"}},
+      {S::MergeRepeats, 3, false, {"5"}},  // over the limit: collapses until released
+      {S::MergeIntoReset, 100, false, {"5"}},
+      {S::MergeIntoReset, 100, true, {"6"}},
   };
   int property = 0;
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::to_string(c.mode) + (c.endWithClear ? " ending in 6" : ""));
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::to_string(c.mode) + "/" + std::to_string(c.maxHeld));
     Settings settings(new SCC_EventFilterSettings);
-    settings->SetMergeMode(c.mode);
+    settings->SetMergeMode(c.mode), settings->SetMaxHeld(c.maxHeld);
     SCC_Notifier source;
     SCC_EventFilter filter(settings, &source);
     Listener out(filter.GetNotifier());
-    Send(source, 1, 9);
-    EXPECT_EQ(out.log, Log{"1:9"}) << "passes at once while resumed";
-    out.log.clear();
+    Send(source, 1, 9);  // passes at once while resumed
     settings->Suspend();
-    Send(source, 1, 4);
-    Send(source, 3, 2);
-    Send(source, 1, 4);
-    source.Notify(5, nullptr);
-    Send(source, 3, 2);
-    source.Notify(8, &property);
-    source.Notify(8, &property);
+    for (long v : {4, 2, 4}) Send(source, v == 4 ? 1 : 3, v);
+    source.Notify(5, nullptr), Send(source, 3, 2);
+    source.Notify(8, &property), source.Notify(8, &property);
     if (c.endWithClear) source.Notify(6, nullptr);
-    EXPECT_EQ(out.log, Log{});
-    settings->Resume();
-    Log expected = c.released;
-    if (c.mode == SCC_EventFilterSettings::MergeNone) expected.push_back("8");
-    EXPECT_EQ(out.log, expected);
-    EXPECT_EQ(filter.GetHeldCount(), 0);
+    EXPECT_EQ(out.log, Log{"1:9"});
+    out.log.clear(), settings->Resume();
+    EXPECT_EQ(out.log, c.released);
+    settings->Suspend(), Send(source, 2, 6);  // holding starts afresh after a release
+    EXPECT_EQ(filter.GetHeldCount() * 10 + filter.GetHeld(0)->code, c.mode == S::MergeIntoReset ? 15 : 12);
+    EXPECT_EQ(filter.GetHeld(1) == nullptr && filter.GetHeld(-1) == nullptr, true);
   }
 }
 
 TEST(EventFilterTest, NestedSuspensionAndSharedSettings) {
   Settings settings(new SCC_EventFilterSettings);
   SCC_Notifier a, b;
-  SCC_EventFilter fa(settings, &a), fb(settings, &b);
-  Listener la(fa.GetNotifier()), lb(fb.GetNotifier());
-  Listener state(settings->GetStateEvent());
-  settings->Suspend();
-  settings->Suspend();
-  Send(a, 1, 1);
-  Send(b, 2, 2);
+  SCC_EventFilter fa(settings, &a), fb(settings, &b), loose(nullptr, &a);
+  Listener la(fa.GetNotifier()), lb(fb.GetNotifier()), ll(loose.GetNotifier()), state(settings->GetStateEvent(), false);
+  settings->Suspend(), settings->Suspend();
+  Send(a, 1, 1), Send(b, 2, 2);
   settings->Resume();
   EXPECT_EQ(la.log.size() + lb.log.size(), 0u) << "one Resume per Suspend";
   settings->Resume();
-  EXPECT_EQ(la.log, Log{"1:1"});
-  EXPECT_EQ(lb.log, Log{"2:2"});
-  ASSERT_EQ(state.log.size(), 2u);
-  EXPECT_EQ(state.log[0].substr(0, 2) + state.log[1].substr(0, 2), "1:2:");
+  EXPECT_EQ(la.log.back() + lb.log.back() + ll.log.back(), "1:12:21:1") << "no settings: passes at once";
 
-  // A listener of the first filter to release (fb: hooked into the settings last, so
-  // called first) suspends again: the other filter holds on.
+  // fb (hooked into the settings last, so released first) suspends again: fa holds on.
   settings->Suspend();
-  Send(a, 1, 3);
-  Send(b, 1, 4);
-  lb.action = [&](int) {
-    lb.action = nullptr;
-    settings->Suspend();
-  };
+  Send(a, 1, 3), Send(b, 1, 4);
+  lb.action = [&] { lb.action = nullptr, settings->Suspend(); };
   settings->Resume();
-  EXPECT_EQ(lb.log.back(), "1:4");
-  EXPECT_EQ(fa.GetHeldCount(), 1);
-  settings->Resume();
+  EXPECT_EQ(lb.log.back() + la.log.back(), "1:41:1");
+  fa.SetSettings(new SCC_EventFilterSettings);  // settings that are not suspended release
   EXPECT_EQ(la.log.back(), "1:3");
-
-  // A filter without settings, or switched to resumed settings, lets everything through.
-  SCC_EventFilter loose(nullptr, &a);
-  Listener ll(loose.GetNotifier());
-  settings->Suspend();
-  Send(a, 3, 5);
-  EXPECT_EQ(ll.log, Log{"3:5"});
-  fa.SetSettings(new SCC_EventFilterSettings);
-  EXPECT_EQ(la.log.back(), "3:5") << "released when the new settings are not suspended";
-  settings->Resume();
-}
-
-TEST(EventFilterTest, PayloadsOutliveTheRaiser) {
-  Settings settings(new SCC_EventFilterSettings);
-  SCC_Array<int> array;
-  SCC_EventFilter filter(settings, array.GetNotifier());
-  std::vector<long> values;
-  Listener out(filter.GetNotifier());
-  out.action = [&](int) {};
-  struct Positions : SCC_EventHook<int> {
-    int OnNotification(int code, int* data) override {
-      if (code == 7) {
-        auto* p = reinterpret_cast<SCC_ArrayPositions*>(data);
-        seen.push_back({p->kind, p->first, p->count});
-      }
-      return 0;
-    }
-    std::vector<std::vector<long>> seen;
-  } positions;
-  positions.HookEvent(filter.GetNotifier());
-  settings->Suspend();
-  array.InsertAt(0, 5, 2);  // the array's payloads are locals of InsertAt
-  array.Delete(1);
-  settings->Resume();
-  EXPECT_EQ(out.log, (Log{"7", "1:1", "1:2", "2:2", "7"}));
-  EXPECT_EQ(positions.seen, (std::vector<std::vector<long>>{{1, 0, 2}, {2, 1, 1}}));
-
-  // A collection's payload is bigger: the settings copy all of it when told to.
-  SCC_StdCollection c;
-  SCC_EventFilter cf(settings, c.GetNotifier());
-  settings->SetPayloadSize(1, sizeof(SCC_CollectionItem));
-  std::vector<std::pair<long, void*>> items;
-  struct Items : SCC_EventHook<int> {
-    std::vector<std::pair<long, void*>>* out;
-    int OnNotification(int code, int* data) override {
-      if (code == 1) {
-        auto* item = reinterpret_cast<SCC_CollectionItem*>(data);
-        out->emplace_back(item->handle, item->object);
-      }
-      return 0;
-    }
-  } itemHook;
-  itemHook.out = &items;
-  itemHook.HookEvent(cf.GetNotifier());
-  int object = 0;
-  settings->Suspend();
-  c.Add(&object);
-  settings->Resume();
-  EXPECT_EQ(items, (std::vector<std::pair<long, void*>>{{1, &object}}));
+  EXPECT_EQ(state.log, (Log{"1", "2", "1", "2", "1"})) << "on the first Suspend and the last Resume";
 }
 
 TEST(EventFilterTest, ReentrantReleases) {
-  struct Case {
-    const char* what;
-    std::function<void(SCC_Notifier&, SCC_EventFilter*&, Settings&, Listener&)> onFirst;
-    Log delivered;
-    long heldAfter;
-  };
-  const Case cases[] = {
-      {"a listener raises the source: the new notice waits behind the held ones",
-       [](SCC_Notifier& s, SCC_EventFilter*&, Settings&, Listener&) { Send(s, 3, 9); },
+  using Act = std::function<void(SCC_Notifier&, SCC_EventFilter*&, Settings&, Listener&)>;
+  const struct { const char* what; Act onFirst; Log delivered; long heldAfter; } cases[] = {
+      {"raises the source: waits behind the held ones", [](SCC_Notifier& s, SCC_EventFilter*&, Settings&, Listener&) { Send(s, 3, 9); },
        {"1:1", "1:2", "1:3", "3:9"}, 0},
-      {"a listener suspends again: the rest waits",
-       [](SCC_Notifier&, SCC_EventFilter*&, Settings& st, Listener&) { st->Suspend(); },
-       {"1:1"}, 2},
-      {"a listener discards what is held",
-       [](SCC_Notifier&, SCC_EventFilter*& f, Settings&, Listener&) { f->Discard(); },
-       {"1:1"}, 0},
-      {"a listener releases again: the running release goes on",
+      {"suspends again", [](SCC_Notifier&, SCC_EventFilter*&, Settings& st, Listener&) { st->Suspend(); }, {"1:1"}, 2},
+      {"discards", [](SCC_Notifier&, SCC_EventFilter*& f, Settings&, Listener&) { f->Discard(); }, {"1:1"}, 0},
+      {"releases again: the running release goes on",
        [](SCC_Notifier&, SCC_EventFilter*& f, Settings&, Listener&) { EXPECT_EQ(f->Release(), 0); },
        {"1:1", "1:2", "1:3"}, 0},
-      {"a listener destroys the filter: the release stops",
-       [](SCC_Notifier&, SCC_EventFilter*& f, Settings&, Listener& l) {
-         l.Remove();
-         delete f;
-         f = nullptr;
-       },
+      {"destroys the filter: the release stops",
+       [](SCC_Notifier&, SCC_EventFilter*& f, Settings&, Listener& l) { l.Remove(), delete f, f = nullptr; },
        {"1:1"}, -1},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     Settings settings(new SCC_EventFilterSettings);
     SCC_Notifier source;
@@ -207,98 +108,63 @@ TEST(EventFilterTest, ReentrantReleases) {
     Listener out(filter->GetNotifier());
     settings->Suspend();
     for (long v = 1; v <= 3; ++v) Send(source, 1, v);
-    out.action = [&](int) {
-      out.action = nullptr;
-      c.onFirst(source, filter, settings, out);
-    };
+    out.action = [&] { out.action = nullptr, c.onFirst(source, filter, settings, out); };
     settings->Resume();
     EXPECT_EQ(out.log, c.delivered);
-    if (filter) {
-      EXPECT_EQ(filter->GetHeldCount(), c.heldAfter);
-      if (settings->IsSuspended()) {
-        settings->Resume();
-        EXPECT_EQ(out.log, (Log{"1:1", "1:2", "1:3"}));
-      }
-      delete filter;
+    if (filter) EXPECT_EQ(filter->GetHeldCount(), c.heldAfter);
+    if (filter && settings->IsSuspended()) {
+      settings->Resume();
+      EXPECT_EQ(out.log, (Log{"1:1", "1:2", "1:3"}));
     }
+    delete filter;
     Send(source, 1, 4);  // the source lives on without the filter
   }
-}
 
-TEST(EventFilterTest, AnExceptionLeavesTheRestHeld) {
+  // A listener that throws leaves the rest held; the next notice releases them first.
   Settings settings(new SCC_EventFilterSettings);
   SCC_Notifier source;
   SCC_EventFilter filter(settings, &source);
   Listener out(filter.GetNotifier());
   settings->Suspend();
-  Send(source, 1, 1);
-  Send(source, 1, 2);
-  out.action = [&](int) {
-    out.action = nullptr;
-    throw 42;
-  };
+  Send(source, 1, 1), Send(source, 1, 2);
+  out.action = [&] { out.action = nullptr, throw 42; };
   EXPECT_THROW(settings->Resume(), int);
   EXPECT_EQ(filter.GetHeldCount(), 1);
-  EXPECT_EQ(filter.Release(), 1);
-  EXPECT_EQ(out.log, (Log{"1:1", "1:2"}));
-}
-
-TEST(EventFilterTest, TheLimitCollapsesIntoOneReset) {
-  Settings settings(new SCC_EventFilterSettings);
-  settings->SetMaxHeld(3);
-  settings->SetMergeMode(SCC_EventFilterSettings::MergeRepeats);
-  SCC_Notifier source;
-  SCC_EventFilter filter(settings, &source);
-  Listener out(filter.GetNotifier());
-  settings->Suspend();
-  for (long v = 1; v <= 3; ++v) Send(source, 1, v);
-  EXPECT_EQ(filter.GetHeldCount(), 3);
-  ASSERT_NE(filter.GetHeld(2), nullptr);
-  EXPECT_EQ(filter.GetHeld(2)->code, 1);
-  EXPECT_EQ(filter.GetHeld(3), nullptr);
-  Send(source, 1, 4);
-  Send(source, 2, 5);  // collapses on until released
-  EXPECT_EQ(filter.GetHeldCount(), 1);
-  settings->Resume();
-  EXPECT_EQ(out.log, Log{"5"});
-  settings->Suspend();
-  Send(source, 1, 6);
-  settings->Resume();
-  EXPECT_EQ(out.log.back(), "1:6") << "after the release, holding starts afresh";
+  Send(source, 1, 3);  // released behind the held one
+  EXPECT_EQ(out.log, (Log{"1:1", "1:2", "1:3"}));
 }
 
 TEST(EventFilterTest, SettingsCopiesAndMisuse) {
-  SCC_EventFilterSettings original;
-  original.SetMergeMode(SCC_EventFilterSettings::MergeRepeats);
-  original.SetPayloadSize(9, 12);
-  original.Suspend();
-  SCC_EventFilterSettings copy(original);
-  EXPECT_EQ(copy.GetMergeMode(), SCC_EventFilterSettings::MergeRepeats);
-  EXPECT_EQ(copy.GetPayloadSize(9), 12);
-  EXPECT_EQ(copy.IsSuspended(), 0) << "a copy starts resumed";
-  copy.SetPayloadSize(9, 0);
-  EXPECT_EQ(original.GetPayloadSize(9), 12) << "copies are separate";
-  original = copy;
-  EXPECT_EQ(original.GetPayloadSize(9), 0);
-  EXPECT_EQ(original.IsSuspended(), 1) << "assignment keeps the suspension";
+  S original;
+  original.SetMergeMode(S::MergeRepeats), original.SetPayloadSize(9, 12), original.SetMaxHeld(1), original.Suspend();
+  S copy(original);  // starts resumed, else the same, and separate
+  EXPECT_EQ(copy.GetMergeMode() * 1000 + copy.GetPayloadSize(9) * 10 + copy.GetMaxHeld() + copy.IsSuspended() * 5, 1121);
+  copy.SetPayloadSize(9, 0), copy.SetMaxHeld(4);
+  S& same = original;
+  original = same;
+  EXPECT_EQ(original.GetPayloadSize(9) * 10 + original.GetPayloadSize(1), 120 + int(sizeof(long)));
+  original = copy;  // keeps the suspension
+  EXPECT_EQ(original.GetPayloadSize(9) * 10 + original.GetMaxHeld() + original.IsSuspended() * 100, 104);
   original.Resume();
-
   SSM ssm;
-  auto site = [](const std::function<void()>& body) -> int {
+  const std::pair<std::function<void()>, int> misuse[] = {
+      {[&] { original.Resume(); }, 120},
+      {[&] { original.SetPayloadSize(1, SCC_SuspendedEvent::kMaxPayload + 1); }, 121},
+      {[&] { original.SetPayloadSize(1, -1); }, 121},
+      {[&] { original.SetPayloadSize(2, SCC_SuspendedEvent::kMaxPayload); }, 0},
+      {[&] { original.SetMaxHeld(0); }, 122},
+      {[&] { original.SetMaxHeld(1); }, 0},
+  };
+  for (const auto& [body, line] : misuse) {
     try {
       body();
+      EXPECT_EQ(line, 0);
     } catch (SSM::AssertData* data) {
-      EXPECT_STREQ(data->fileName.GetString(), "system/scc/SCC_EventFilter");
-      return data->line;
+      EXPECT_EQ(data->fileName + std::to_string(data->line).c_str(), SYS_String("system/scc/SCC_EventFilter") + std::to_string(line).c_str());
     }
-    return 0;
-  };
-  EXPECT_EQ(site([&] { original.Resume(); }), 120);
-  EXPECT_EQ(site([&] { original.SetPayloadSize(1, SCC_SuspendedEvent::kMaxPayload + 1); }), 121);
-  EXPECT_EQ(site([&] { original.SetPayloadSize(1, -1); }), 121);
-  EXPECT_EQ(site([&] { original.SetMaxHeld(0); }), 122);
-  EXPECT_EQ(original.GetSuspendCount() + original.GetMaxHeld(), SCC_EventFilterSettings::kDefaultMaxHeld);
-  EXPECT_EQ(original.GetPayloadSize(1), static_cast<int>(sizeof(long)));
+  }
+  EXPECT_EQ(original.GetSuspendCount() * 10 + original.GetMaxHeld(), 1);
+  EXPECT_EQ(original.GetPayloadSize(1) * 100 + original.GetPayloadSize(2), int(sizeof(long)) * 100 + 32);
 }
 
 }  // namespace
