@@ -57,9 +57,9 @@ TEST_F(ToolsTest, MessagesCheckDumpGetAndSave) {
   // a protected trailing blank and messages before the first section.
   Out("app.msg", "; texts\n1:Hello\n2:World  $\n[Editor]\n1:Undo\n2:Redo\n 3:indented\n[broken\n"
                  "[editor]\n5:Five\n[Empty]\n[Net]\n-3:minus three\n7:seven\n7:SEVEN\n");
-  EXPECT_THAT(Says("msg check app.msg"),
-              ::testing::AllOf(StartsWith("1 app.msg(7) : leading blanks are not allowed\napp.msg(8)"),
-                               HasSubstr(": 4 sections, 8 messages, 2 rejected lines, 2 warnings\n")));
+  const std::string check = Says("msg check app.msg");
+  EXPECT_THAT(check, StartsWith("1 app.msg(7) : leading blanks are not allowed\napp.msg(8) : invalid"));
+  EXPECT_THAT(check, HasSubstr(": 4 sections, 8 messages, 2 rejected lines, 2 warnings\n"));
   const std::string dump =
       "0 1\t1\tHello\n2\t2\tWorld  \n[Editor] base 4\n5\t1\tUndo\n6\t2\tRedo\n[editor] base 8\n"
       "13\t5\tFive\n[Empty] base 15\n[Net] base 17\n14\t-3\tminus three\n24\t7\tSEVEN\n";
@@ -81,16 +81,12 @@ TEST_F(ToolsTest, RegionCircleShowApproxAndHostileImages) {
             "  arc 0: centre (1500000, -3000000), start -162000000 (-90 deg), end 486000000 "
             "(270 deg)\n");
   EXPECT_THAT(Says("region approx c.img 100"), ::testing::MatchesRegex("0 polygon 0: 2 -> [1-9][0-9]+ vertices\ntotal: .*"));
-  const std::string image = In("c.img");
-  std::string bigger = image, badCount = image;
-  bigger[0] = char(bigger[0] + 4);  // declares 4 bytes more than the file holds
-  badCount[4] = 2;                  // two polygons, one present
-  for (const std::string& bad : {image.substr(0, 3), image.substr(0, 40), bigger, badCount}) {
-    Out("bad.img", bad);
-    for (const char* command : {"region show bad.img", "region approx bad.img 0"}) {
-      EXPECT_EQ(Says(command), "1 ") << command << " on " << bad.size() << " bytes";
-      EXPECT_THAT(err_, HasSubstr("declared lengths do not fit its " + std::to_string(bad.size())));
-    }
+  std::string bad = In("c.img");
+  bad[4] = 2;  // two polygons, one present
+  for (const std::string& image : {bad, bad.substr(0, 40)}) {
+    Out("bad.img", image);
+    EXPECT_EQ(Says("region show bad.img"), "1 ") << image.size() << " bytes";
+    EXPECT_THAT(err_, HasSubstr("declared lengths do not fit its " + std::to_string(image.size())));
   }
   EXPECT_EQ(Says("region circle 1066800000 0 1 c.img"), "2 ");  // beyond the coordinates
 }
@@ -111,8 +107,6 @@ TEST_F(ToolsTest, UnitsAndLanguages) {
     EXPECT_EQ(says.substr(0, says.find('\n')) + "|" + err_.substr(0, err_.find('\n')), c[1] + "|" + c[2]);
   }
   EXPECT_THAT(Says("lang"), HasSubstr("(setting LangID in " + dir_ + "/registry.ini)\n"));
-  ASSERT_THAT(Says("lang set xyz"), StartsWith("0 "));  // no texts: English ones
-  EXPECT_THAT(Says("lang show"), HasSubstr("in force: ENU ("));
   ASSERT_THAT(Says("lang set deu"), StartsWith("0 "));
   EXPECT_THAT(Says("lang show"), HasSubstr("in force: DEU ("));
   EXPECT_THAT(Says("units 2mm 1e9"), HasSubstr("  Millimeter   2\n"));
@@ -132,8 +126,8 @@ TEST_F(ToolsTest, LockShowsTheHolderAndRunHoldsTheLock) {
   Out("commands", "lock\nwho\n");
   const std::string who = Says(run + kLockholder + " board.pcb", "commands");
   ASSERT_THAT(who, ::testing::MatchesRegex("0 0\n[^|]+\\|.+\n"));
-  const std::string holder = who.substr(4, who.find('|') - 4) + " on " +
-                             who.substr(who.find('|') + 1, who.size() - who.find('|') - 2);
+  std::string holder = who.substr(4, who.size() - 5);  // "user|computer"
+  holder.replace(holder.find('|'), 1, " on ");
   EXPECT_EQ(Says("lock show board.pcb"), free);
   EXPECT_FALSE(std::filesystem::exists(dir_ + "/~$board.pcb.inf"));
   // A second program finds it locked and never runs its command, also after waiting.
@@ -149,7 +143,6 @@ TEST_F(ToolsTest, LockShowsTheHolderAndRunHoldsTheLock) {
   EXPECT_EQ(Says(run + "sh -c 'kill -KILL $PPID'"), std::to_string(128 + SIGKILL) + " ");
   EXPECT_EQ(Says("lock show board.pcb"),
             "0 board.pcb: not locked; a lock-information file left behind names " + holder + "\n");
-  EXPECT_EQ(In("board.pcb"), "design");
   EXPECT_EQ(Says("lock run --wait 4000 board.pcb -- true"), "2 ");
 }
 
@@ -167,7 +160,7 @@ std::uint32_t Pixel(const std::string& path, int x, int y) {
   return inside ? colour & 0xFFFFFF : ~0u;
 }
 
-TEST_F(ToolsTest, DemoAndRegionWritePictures) {
+TEST_F(ToolsTest, DemoDrawAndRegionWritePicturesAndRefuseDamagedDrawings) {
   ASSERT_THAT(Says("demo out"), StartsWith("0 ")) << err_;
   const std::string png = dir_ + "/out/demo.png";
   EXPECT_EQ(Pixel(png, 0, 0), 0x000000u);  // background, palette entry 0
@@ -180,10 +173,8 @@ TEST_F(ToolsTest, DemoAndRegionWritePictures) {
   ASSERT_EQ(Says("region render --size 50x50 c.img c.png"), "0 ");
   EXPECT_EQ(Pixel(dir_ + "/c.png", 25, 25), 0xD03030u);  // palette entry 1, top copper
   EXPECT_EQ(Pixel(dir_ + "/c.png", 0, 0), 0x000000u);
-}
 
-TEST_F(ToolsTest, DrawReplaysDrawingsAndNamesTheFirstBadWord) {
-  ASSERT_THAT(Says("demo out"), StartsWith("0 ")) << err_;
+  // The demo's drawing replays onto pictures; a damaged one is named and refused.
   const std::string words = std::to_string((In("out/demo.drawing").size() - 12) / 4) + " words";
   EXPECT_THAT(Says("draw dump out/demo.drawing"), ::testing::EndsWith(" commands, " + words + "\n"));
   ASSERT_EQ(Says("draw render --size 120x90 --background '#ffffff' --palette '#010203,#00ff00' "
