@@ -147,13 +147,12 @@ TEST_F(ProjectTest, DispositionsBadArgumentsAndTruncation) {
   const std::string missing = dir_ + "/missing";
   constexpr int kExisting = share::kOpenExisting;
   const std::tuple<std::string, unsigned, unsigned, int, int> cases[] = {  // error 0: granted
-               {missing, kR, kShareRW, kExisting, ENOENT}, {dir_, kR, kShareRW, kExisting, EISDIR},
-               {file_, kRW, kShareRW, share::kCreateNew, EEXIST}, {"", kR, 0, kExisting, EINVAL},
-               {file_, 0, kShareRW, kExisting, EINVAL}, {file_, 4, kShareRW, kExisting, EINVAL},
-               {file_, kR, 4, kExisting, EINVAL}, {file_, kR, kShareRW, 0, EINVAL},
-               {file_, kR, kShareRW, 6, EINVAL}, {file_, kR, 0, share::kTruncateExisting, EINVAL},
-               {file_, kRW, kShareRW, share::kOpenAlways, 0},
-               {dir_ + "\\board.pcb", kR, kShareRW, kExisting, 0}};
+      {missing, kR, kShareRW, kExisting, ENOENT}, {dir_, kR, kShareRW, kExisting, EISDIR},
+      {file_, kRW, kShareRW, share::kCreateNew, EEXIST}, {"", kR, 0, kExisting, EINVAL},
+      {file_, 0, kShareRW, kExisting, EINVAL}, {file_, 4, kShareRW, kExisting, EINVAL},
+      {file_, kR, 4, kExisting, EINVAL}, {file_, kR, kShareRW, 0, EINVAL},
+      {file_, kR, kShareRW, 6, EINVAL}, {file_, kR, 0, share::kTruncateExisting, EINVAL},
+      {file_, kRW, kShareRW, share::kOpenAlways, 0}, {dir_ + "\\board.pcb", kR, kShareRW, kExisting, 0}};
   for (const auto& [path, access, sharing, disposition, error] : cases) {
     errno = 0;
     const int fd = Closed(share::Open(path.c_str(), access, sharing, disposition));
@@ -271,7 +270,8 @@ TEST_F(ProjectTest, InformationFileIsRewrittenInPlaceAndReadDefensively) {
   for (const std::string& bytes : bad) {
     Spit(info_, bytes);
     PF::GetUserName(other.c_str());  // forget the cached answer
-    EXPECT_EQ(PF::GetUserName(file_.c_str()) + PF::GetComputerName(file_.c_str()), "")
+    // (Nor does a query change the project's name.)
+    EXPECT_EQ(PF::GetUserName(file_.c_str()) + PF::GetComputerName(file_.c_str()) + PF::GetProjectFileName(), "")
         << bytes.size() << " bytes";
   }
 }

@@ -182,7 +182,7 @@ TEST_F(ToolsTest, DemoDrawAndRegionWritePicturesAndRefuseDamagedDrawings) {
     words.insert(words.begin(), {CDynamic::kFileMagic, version, std::uint32_t(words.size())});
     return std::string(reinterpret_cast<const char*>(words.data()), 4 * words.size());
   };
-  // MoveTo (10, 20) and LineTo (30, 40), then what the case adds.
+  // MoveTo (10, 20), LineTo (30, 40) in colour 5, DrawString "abc".
   const std::string good = file({4, 10, 20, 6, 30, 40, 5, 25, 1, 0x636261});
   const std::string cases[][3] = {  // file, lines listed, error
       {file({4, 10, 20, 6, 30, 40, 5, 11, 1000000, 1, 1}), "2",
