@@ -34,6 +34,22 @@ TEST(GeomTest, PolarAnglesAndLengths) {
   EXPECT_NEAR(big, std::hypot(1000000007.0, 999999937.0), big * 1e-9);
 }
 
+// Out-of-range and NaN coordinates give INT32_MIN whether the compiler folds the
+// conversion of a constant or the program converts a value at run time.
+TEST(GeomTest, OutOfRangeConversionsGiveTheMinimum) {
+  EXPECT_EQ(static_cast<SYS_Point>(SYS_DoublePoint(3e9, -3e9)), SYS_Point(INT32_MIN, INT32_MIN));
+  EXPECT_EQ(SYS_Truncate(NAN), INT32_MIN);
+  const struct { double v; std::int32_t want; } cases[] = {
+      {3e9, INT32_MIN}, {-3e9, INT32_MIN}, {2147483648.0, INT32_MIN}, {NAN, INT32_MIN},
+      {2147483647.9, INT32_MAX}, {-2147483648.9, INT32_MIN}, {-7.9, -7}};
+  for (const auto& c : cases) {
+    volatile double v = c.v;  // converted at run time
+    EXPECT_EQ(SYS_Truncate(v), c.want) << c.v;
+  }
+  EXPECT_EQ(SYS_Round(2147483647.4), INT32_MAX);
+  EXPECT_EQ(SYS_Round(2147483647.5), INT32_MIN);
+}
+
 TEST(GeomTest, BoxesCombineIntersectAndTransform) {
   SYS_Box c(0, 0, 5, 7);
   c.SetCenter(SYS_Point(100, -100));
