@@ -322,9 +322,10 @@ TEST(FileTest, OutOfHandlesNeverLoops) {
     rec.codes.clear();
     SFM_File next((dir / "next").c_str());
     if (next.Open("w") != 0) return 4;  // the listeners are asked once
-    if (rec.codes != std::vector<int>{SFM::AboutToOpen, SFM::OpenFailed}) return 5;
-    if (rec.errors.back() != EMFILE) return 6;
-    return pipe.MapToMemory() == nullptr && pipe.GetStream() ? 0 : 7;
+    if (rec.codes != std::vector<int>{101, 201} || rec.errors.back() != EMFILE) return 5;
+    const bool mapped = pipe.MapToMemory() != nullptr || !pipe.GetStream();
+    closefrom(3);  // the sanitizers need a descriptor or two on the way out
+    return mapped ? 7 : 0;
   });
 }
 
