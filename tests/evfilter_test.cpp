@@ -111,7 +111,7 @@ TEST(EventFilterTest, ReentrantReleases) {
     out.action = [&] { out.action = nullptr, c.onFirst(source, filter, settings, out); };
     settings->Resume();
     EXPECT_EQ(out.log, c.delivered);
-    if (filter) EXPECT_EQ(filter->GetHeldCount(), c.heldAfter);
+    if (filter) { EXPECT_EQ(filter->GetHeldCount(), c.heldAfter); }
     if (filter && settings->IsSuspended()) {
       settings->Resume();
       EXPECT_EQ(out.log, (Log{"1:1", "1:2", "1:3"}));
