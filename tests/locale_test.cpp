@@ -1,12 +1,10 @@
 // locale_test.cpp - tests of the language setting, the code-page table and resource modules.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <link.h>
 #include <stdlib.h>
 
 #include <cerrno>
 #include <climits>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -32,40 +30,7 @@ void StoreLanguage(const char* language) {
   ASSERT_TRUE(brix::settings::WriteUserValue(kKey, "LangID", language));
 }
 
-std::string GetLanguage() {
-  char buffer[10] = {};
-  EXPECT_EQ(GetLocaleStr(buffer, sizeof buffer), 0);
-  return buffer;
-}
-
-// The loaded library file, found by its name among the loaded objects.
-struct LibraryInfo {
-  HINSTANCE base = nullptr;
-  std::string path;
-};
-
-LibraryInfo Library() {
-  LibraryInfo found;
-  dl_iterate_phdr(
-      [](dl_phdr_info* info, size_t, void* data) {
-        if (!info->dlpi_name || !std::strstr(info->dlpi_name, "/libbrixsys.so")) return 0;
-        for (int i = 0; i < info->dlpi_phnum; ++i) {
-          if (info->dlpi_phdr[i].p_type != PT_LOAD) continue;
-          Dl_info where;
-          if (dladdr(reinterpret_cast<void*>(info->dlpi_addr + info->dlpi_phdr[i].p_vaddr),
-                     &where)) {
-            auto* out = static_cast<LibraryInfo*>(data);
-            out->base = where.dli_fbase;
-            out->path = where.dli_fname;
-          }
-          return 1;
-        }
-        return 0;
-      },
-      &found);
-  return found;
-}
-
+// Each test has its own settings folder and no language in the environment.
 class LocaleTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -77,71 +42,53 @@ class LocaleTest : public ::testing::Test {
     std::string pattern = (fsys::temp_directory_path() / "brixloc-XXXXXX").string();
     root_ = mkdtemp(pattern.data());
     setenv("BRIX_CONFIG_HOME", (root_ + "/config").c_str(), 1);
+    Dl_info info;  // the library file, found through one of its functions
+    ASSERT_NE(dladdr(reinterpret_cast<void*>(&GetLocaleStr), &info), 0);
+    library_ = info.dli_fbase;
+    libraryDir_ = fsys::path(info.dli_fname).parent_path().string();
   }
   void TearDown() override {
-    for (const auto& [name, value] : saved_) {
-      if (value)
-        setenv(name.c_str(), value->c_str(), 1);
-      else
-        unsetenv(name.c_str());
-    }
-    std::error_code ignored;
-    fsys::remove_all(root_, ignored);
+    for (const auto& [name, value] : saved_)
+      value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
+    fsys::remove_all(root_);
   }
 
-  std::string root_;
+  std::string root_, libraryDir_;
+  HINSTANCE library_ = nullptr;
   std::map<std::string, std::optional<std::string>> saved_;
 };
 
 TEST_F(LocaleTest, CodePagesAndCharacterSets) {
-  struct Case {
-    const char* language;
-    unsigned codePage;
-  } languages[] = {
+  const std::pair<const char*, unsigned> languages[] = {
       {"ENU", 1252}, {"RUS", 1251}, {"JPN", 932}, {"CHS", 936}, {"CHT", 950}, {"ETI", 1257},
-      {"XYZ", 0},    {"enu", 0},    {"ENUX", 0},  {"", 874},    {"DEU", 0},
-  };
-  for (const Case& c : languages)
-    EXPECT_EQ(GetCodePageByLocaleString(c.language), c.codePage) << '"' << c.language << '"';
-  EXPECT_EQ(GetCodePageByLocaleString(nullptr), 0u);
-
-  struct CharSet {
-    unsigned codePage;
-    int charSet;
-  } sets[] = {{1252, 0},  {1251, 204}, {874, 222}, {1, 1},     {2, 2},
-              {437, 255}, {1200, 77},  {0, -1},    {65001, -1}};
-  for (const CharSet& c : sets)
-    EXPECT_EQ(GetCharacterSetByCodePage(c.codePage), c.charSet) << c.codePage;
+      {"XYZ", 0},    {"enu", 0},    {"ENUX", 0},  {"", 874},    {"DEU", 0},   {nullptr, 0}};
+  for (const auto& [language, codePage] : languages)
+    EXPECT_EQ(GetCodePageByLocaleString(language), codePage) << (language ? language : "null");
+  const std::pair<unsigned, int> sets[] = {{1252, 0}, {1251, 204}, {874, 222}, {1, 1},     {2, 2},
+                                           {437, 255}, {1200, 77}, {0, -1},    {65001, -1}};
+  for (const auto& [codePage, charSet] : sets)
+    EXPECT_EQ(GetCharacterSetByCodePage(codePage), charSet) << codePage;
 }
 
 TEST_F(LocaleTest, LanguageComesFromTheEnvironmentOnceAndIsStored) {
-  struct Case {
-    const char* variable;
-    const char* value;
-    const char* language;
-  } cases[] = {
-      {"LANG", "de_DE.UTF-8", "DEU"},
-      {"LANG", "en_GB", "ENG"},
-      {"LANG", "ja_JP.eucJP", "JPN"},
-      {"LANG", "fr", "FRA"},
-      {"LANG", "de_BE.UTF-8", "DEU"},
-      {"LANG", "sr_RS@latin", "ENU"},
-      {"LANG", "C", "ENU"},
-      {"LANG", "POSIX", "ENU"},
-      {"LANG", "", "ENU"},
-      {"LC_MESSAGES", "ru_RU.UTF-8", "RUS"},
-      {"LC_ALL", "zh_TW.Big5", "CHT"},
+  const char* cases[][3] = {
+      {"LANG", "de_DE.UTF-8", "DEU"}, {"LANG", "en_GB", "ENG"},       {"LANG", "ja_JP.eucJP", "JPN"},
+      {"LANG", "fr", "FRA"},          {"LANG", "de_BE.UTF-8", "DEU"}, {"LANG", "sr_RS@latin", "ENU"},
+      {"LANG", "C", "ENU"},           {"LANG", "POSIX", "ENU"},       {"LANG", "", "ENU"},
+      {"LC_MESSAGES", "ru_RU.UTF-8", "RUS"},                          {"LC_ALL", "zh_TW.Big5", "CHT"},
   };
-  for (const Case& c : cases) {
+  char first[10], second[10];
+  for (const auto& c : cases) {
     StoreLanguage(nullptr);
     setenv("LANG", "it_IT.UTF-8", 1);  // outranked by LC_MESSAGES and LC_ALL
-    setenv(c.variable, c.value, 1);
-    EXPECT_EQ(GetLanguage(), c.language) << c.variable << "=" << c.value;
-    EXPECT_EQ(StoredLanguage(), c.language) << c.variable << "=" << c.value;
+    setenv(c[0], c[1], 1);
+    EXPECT_EQ(GetLocaleStr(first, sizeof first), 0);
     unsetenv("LC_ALL");
     unsetenv("LC_MESSAGES");
-    setenv("LANG", "pl_PL", 1);
-    EXPECT_EQ(GetLanguage(), c.language) << "read back after " << c.value;
+    setenv("LANG", "pl_PL", 1);  // the stored language is read back from now on
+    EXPECT_EQ(GetLocaleStr(second, sizeof second), 0);
+    EXPECT_EQ(first + ("/" + StoredLanguage()) + "/" + second, c[2] + ("/" + std::string(c[2])) + "/" + c[2])
+        << c[0] << "=" << c[1];
   }
 }
 
@@ -150,20 +97,15 @@ TEST_F(LocaleTest, BuffersAndUnusableSettings) {
   char buffer[10] = "xxxxxxxxx";
   EXPECT_EQ(GetLocaleStr(buffer, 4), 0);
   EXPECT_STREQ(buffer, "DEU");
-
   // A stored value too long for the buffer is replaced by the environment's, as designed.
   StoreLanguage("LONGNAME");
   setenv("LANG", "ja_JP", 1);
   EXPECT_EQ(GetLocaleStr(buffer, 4), 0);
-  EXPECT_STREQ(buffer, "JPN");
-  EXPECT_EQ(StoredLanguage(), "JPN");
+  EXPECT_EQ(buffer + StoredLanguage(), "JPNJPN");
   EXPECT_EQ(GetLocaleStr(buffer, 3), ERANGE);
   EXPECT_EQ(GetLocaleStr(nullptr, 10), EINVAL);
-
   std::ofstream(root_ + "/plain") << "not a directory";
   setenv("BRIX_CONFIG_HOME", (root_ + "/plain/config").c_str(), 1);
-  EXPECT_EQ(GetLocaleStr(buffer, 3), ERANGE);
-  std::memset(buffer, 'x', sizeof buffer);
   EXPECT_EQ(GetLocaleStr(buffer, sizeof buffer), ENOTDIR);
   EXPECT_STREQ(buffer, "ENU");
   char tiny[2] = {'x', 'x'};
@@ -172,97 +114,46 @@ TEST_F(LocaleTest, BuffersAndUnusableSettings) {
 }
 
 TEST_F(LocaleTest, CompanionPaths) {
-  struct Case {
-    const char* module;
-    const char* language;
-    const char* suffix;
-    int strip;
-    const char* path;
-  } cases[] = {
-      {"C:\\app\\Kernx.dll", "ENU", "Res.DLL", 0, "C:\\app\\ENU\\KernxRes.DLL"},
-      {"C:\\a\\Kernxd.dll", "JPN", "Res.DLL", 1, "C:\\a\\JPN\\KernxRes.DLL"},
-      {"C:\\a\\KernxD.dll", "JPN", "Res.DLL", 1, "C:\\a\\JPN\\KernxRes.DLL"},
-      {"C:\\a\\Kernxd.dll", "JPN", "Res.DLL", 0, "C:\\a\\JPN\\KernxdRes.DLL"},
-      {"/usr/lib/libbrixsys.so", "DEU", "Res.so", 0, "/usr/lib/DEU/libbrixsysRes.so"},
-      {"/usr/lib/libbrixsys.so.0.1.0", "DEU", "Res.so", 0, "/usr/lib/DEU/libbrixsysRes.so"},
-      {"/usr/lib/libbrixsysd.so.1", "DEU", "Res.so", 1, "/usr/lib/DEU/libbrixsysRes.so"},
-      {"/opt/lib.so.d/libx.so.1a", "ENU", "Res.so", 0, "/opt/lib.so.d/ENU/libx.soRes.so"},
-      {"/opt/x.so/app", "ENU", "Res.so", 1, "/opt/x.so/ENU/appRes.so"},
-      {"/opt/bin/appd", "ENU", "Res.so", 1, "/opt/bin/ENU/appdRes.so"},
-      {"/d.so", "ENU", "Res.so", 1, "/ENU/Res.so"},
-      {"libx.so", "ENU", "Res.so", 0, "ENU/libxRes.so"},
-      {"", "ENU", "Res.so", 1, "ENU/Res.so"},
+  const char* cases[][3] = {
+      // module, language, path with suffix "Res.so"; a trailing "d" or "D" of the name goes
+      {"C:\\a\\Kernxd.dll", "JPN", "C:\\a\\JPN\\KernxRes.so"},
+      {"C:\\a\\KernxD.dll", "JPN", "C:\\a\\JPN\\KernxRes.so"},
+      {"/usr/lib/libbrixsys.so.0.1.0", "DEU", "/usr/lib/DEU/libbrixsysRes.so"},
+      {"/usr/lib/libbrixsysd.so.1", "DEU", "/usr/lib/DEU/libbrixsysRes.so"},
+      {"/opt/lib.so.d/libx.so.1a", "ENU", "/opt/lib.so.d/ENU/libx.soRes.so"},
+      {"/opt/x.so/app", "ENU", "/opt/x.so/ENU/appRes.so"}, {"/d.so", "ENU", "/ENU/Res.so"},
+      {"", "ENU", "ENU/Res.so"},
   };
-  for (const Case& c : cases)
-    EXPECT_STREQ(GetCompanionPath(c.module, c.language, c.suffix, c.strip), c.path) << c.module;
+  for (const auto& c : cases) EXPECT_STREQ(GetCompanionPath(c[0], c[1], "Res.so", 1), c[2]) << c[0];
+  EXPECT_STREQ(GetCompanionPath("/opt/bin/appd", "ENU", "Res.so", 0), "/opt/bin/ENU/appdRes.so");
   EXPECT_STREQ(GetCompanionPath(nullptr, nullptr, nullptr, 1), "/");
 }
 
-TEST_F(LocaleTest, CurrentCodePageFollowsTheExecutablesResources) {
-  StoreLanguage("RUS");  // the test program has no Russian resources: "ENU" is used
-  char buffer[10];
-  GetRealLocaleStr(nullptr, buffer, sizeof buffer);
-  EXPECT_STREQ(buffer, "ENU");
-  EXPECT_EQ(GetCurrentCodePage(), 1252u);
-  EXPECT_EQ(GetCurrentCodePage(), 1252u);
-  EXPECT_EQ(GetCurrentCharacterSet(), -1);  // never computed, as built
-  UnloadResourceDll(nullptr);
-  int notAModule = 0;
-  UnloadResourceDll(&notAModule);
-}
-
 #ifdef BRIXSYS_HAVE_RESOURCE_MODULES
-constexpr bool kHaveModules = true;
-#else
-constexpr bool kHaveModules = false;
-#endif
-
-TEST_F(LocaleTest, LibraryFindsItsLanguageModules) {
-  if (!kHaveModules) GTEST_SKIP() << "the resource modules are not part of this build";
-  const LibraryInfo library = Library();
-  ASSERT_NE(library.base, nullptr);
-  const std::string dir = fsys::path(library.path).parent_path().string();
+// The built library has German and English modules; loads are counted per module.
+TEST_F(LocaleTest, LibraryLoadsItsLanguageModules) {
   char path[PATH_MAX];
-
-  StoreLanguage("DEU");
-  EXPECT_EQ(GetLocalizedFileName(library.base, path, sizeof path, kResourceModuleSuffix, 1), 1);
-  EXPECT_EQ(path, dir + "/DEU/libbrixsysRes.so");
-  GetRealLocaleStr(library.base, path, sizeof path);
-  EXPECT_STREQ(path, "DEU");
-
   StoreLanguage("JPN");  // no Japanese module: English
-  EXPECT_EQ(GetLocalizedFileName(library.base, path, sizeof path, kResourceModuleSuffix, 1), 1);
-  EXPECT_EQ(path, dir + "/ENU/libbrixsysRes.so");
-  GetRealLocaleStr(library.base, path, sizeof path);
-  EXPECT_STREQ(path, "ENU");
-
-  const unsigned long tooSmall = static_cast<unsigned long>(library.path.size());
+  EXPECT_EQ(GetLocalizedFileName(library_, path, sizeof path, kResourceModuleSuffix, 1), 1);
+  EXPECT_EQ(path, libraryDir_ + "/ENU/libbrixsysRes.so");
   errno = 0;
-  EXPECT_EQ(GetLocalizedFileName(library.base, path, tooSmall, kResourceModuleSuffix, 1), 0);
+  EXPECT_EQ(GetLocalizedFileName(library_, path, libraryDir_.size() + 10, kResourceModuleSuffix, 1), 0);
   EXPECT_EQ(errno, ERANGE);
-}
-
-TEST_F(LocaleTest, LoadedModulesTranslateTr) {
-  if (!kHaveModules) GTEST_SKIP() << "the resource modules are not part of this build";
-  const HINSTANCE library = Library().base;
-  ASSERT_NE(library, nullptr);
   ASSERT_STREQ(TR(45104), "Mils");
 
   StoreLanguage("DEU");
-  const HINSTANCE german = LoadResourceDllByModule(library, 1);
+  GetRealLocaleStr(library_, path, sizeof path);
+  EXPECT_STREQ(path, "DEU");
+  const HINSTANCE german = LoadResourceDllByModule(library_, 1);
   ASSERT_NE(german, nullptr);
-  EXPECT_STREQ(TR(45104), "Mil");
   EXPECT_STREQ(TR(45063), "Der Wert liegt außerhalb des zulässigen Bereichs.");
-  EXPECT_STREQ(TR(45106), "Zoll");
-
   StoreLanguage("FRA");  // no French module: the English one, asked before the German
-  const HINSTANCE english = LoadResourceDllByModule(library, 1);
+  const HINSTANCE english = LoadResourceDllByModule(library_, 1);
   ASSERT_NE(english, nullptr);
   EXPECT_NE(english, german);
   EXPECT_STREQ(TR(45104), "Mils");
-
   StoreLanguage("DEU");
-  EXPECT_EQ(LoadResourceDllByModule(library, 1), german);  // counted twice now
+  EXPECT_EQ(LoadResourceDllByModule(library_, 1), german);  // counted twice now
   UnloadResourceDll(english);
   EXPECT_STREQ(TR(45104), "Mil");
   UnloadResourceDll(german);
@@ -274,32 +165,24 @@ TEST_F(LocaleTest, LoadedModulesTranslateTr) {
 
 // A module of our own under a debug name, with companions made and removed.
 TEST_F(LocaleTest, DebugNamesAndFallbackWithModulesOfOurOwn) {
-  if (!kHaveModules) GTEST_SKIP() << "the resource modules are not part of this build";
-  const fsys::path built = fsys::path(Library().path).parent_path();
   const fsys::path module = fsys::path(root_) / "libKernxd.so";
-  fsys::copy_file(built / "ENU" / "libbrixsysRes.so", module);
+  fsys::copy_file(fsys::path(libraryDir_) / "ENU/libbrixsysRes.so", module);
   void* handle = dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(handle, nullptr) << dlerror();
   Dl_info info;
   ASSERT_NE(dladdr(dlsym(handle, "BrixResourceString"), &info), 0);
   const HINSTANCE base = info.dli_fbase;
-
   StoreLanguage("JPN");
   fsys::create_directories(fsys::path(root_) / "JPN");
-  fsys::copy_file(built / "DEU" / "libbrixsysRes.so", fsys::path(root_) / "JPN/libKernxRes.so");
+  fsys::copy_file(fsys::path(libraryDir_) / "DEU/libbrixsysRes.so", fsys::path(root_) / "JPN/libKernxRes.so");
   char path[PATH_MAX];
   EXPECT_EQ(GetLocalizedFileName(base, path, sizeof path, kResourceModuleSuffix, 1), 1);
   EXPECT_EQ(path, root_ + "/JPN/libKernxRes.so");
   EXPECT_EQ(GetLocalizedFileName(base, path, sizeof path, kResourceModuleSuffix, 0), 0);
   EXPECT_EQ(path, root_ + "/ENU/libKernxdRes.so");
-  GetRealLocaleStr(base, path, sizeof path);
-  EXPECT_STREQ(path, "JPN");
   const HINSTANCE japanese = LoadResourceDllByModule(base, 1);
-  ASSERT_NE(japanese, nullptr);
   EXPECT_STREQ(TR(45107), "Mikrometer");
   UnloadResourceDll(japanese);
-  EXPECT_STREQ(TR(45107), "Microns");
-
   fsys::remove(fsys::path(root_) / "JPN/libKernxRes.so");
   EXPECT_EQ(GetLocalizedFileName(base, path, sizeof path, kResourceModuleSuffix, 1), 0);
   EXPECT_EQ(path, root_ + "/ENU/libKernxRes.so");
@@ -308,5 +191,6 @@ TEST_F(LocaleTest, DebugNamesAndFallbackWithModulesOfOurOwn) {
   EXPECT_EQ(LoadResourceDllByModule(base, 1), nullptr);
   dlclose(handle);
 }
+#endif
 
 }  // namespace
