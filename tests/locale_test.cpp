@@ -7,8 +7,6 @@
 #include <climits>
 #include <filesystem>
 #include <fstream>
-#include <map>
-#include <optional>
 #include <string>
 
 #include "../system/platform/settings_posix.h"
@@ -30,87 +28,60 @@ void StoreLanguage(const char* language) {
   ASSERT_TRUE(brix::settings::WriteUserValue(kKey, "LangID", language));
 }
 
-// Each test has its own settings folder and no language in the environment.
+// Each test has its own settings folder and no language in the environment (every test of
+// this program sets them up alike, so nothing is put back).
 class LocaleTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    for (const char* name : {"BRIX_CONFIG_HOME", "LC_ALL", "LC_MESSAGES", "LANG"}) {
-      const char* value = getenv(name);
-      saved_[name] = value ? std::optional<std::string>(value) : std::nullopt;
-      unsetenv(name);
-    }
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) unsetenv(name);
     std::string pattern = (fsys::temp_directory_path() / "brixloc-XXXXXX").string();
     root_ = mkdtemp(pattern.data());
     setenv("BRIX_CONFIG_HOME", (root_ + "/config").c_str(), 1);
-    Dl_info info;  // the library file, found through one of its functions
-    ASSERT_NE(dladdr(reinterpret_cast<void*>(&GetLocaleStr), &info), 0);
-    library_ = info.dli_fbase;
-    libraryDir_ = fsys::path(info.dli_fname).parent_path().string();
   }
-  void TearDown() override {
-    for (const auto& [name, value] : saved_)
-      value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
-    fsys::remove_all(root_);
-  }
-
-  std::string root_, libraryDir_;
-  HINSTANCE library_ = nullptr;
-  std::map<std::string, std::optional<std::string>> saved_;
+  void TearDown() override { fsys::remove_all(root_); }
+  std::string root_;
 };
 
 TEST_F(LocaleTest, CodePagesAndCharacterSets) {
-  const std::pair<const char*, unsigned> languages[] = {
-      {"ENU", 1252}, {"RUS", 1251}, {"JPN", 932}, {"CHS", 936}, {"CHT", 950}, {"ETI", 1257},
-      {"XYZ", 0},    {"enu", 0},    {"ENUX", 0},  {"", 874},    {"DEU", 0},   {nullptr, 0}};
-  for (const auto& [language, codePage] : languages)
-    EXPECT_EQ(GetCodePageByLocaleString(language), codePage) << (language ? language : "null");
-  const std::pair<unsigned, int> sets[] = {{1252, 0}, {1251, 204}, {874, 222}, {1, 1},     {2, 2},
-                                           {437, 255}, {1200, 77}, {0, -1},    {65001, -1}};
-  for (const auto& [codePage, charSet] : sets)
-    EXPECT_EQ(GetCharacterSetByCodePage(codePage), charSet) << codePage;
+  std::string pages;
+  for (const char* language : {"ENU", "RUS", "JPN", "CHS", "CHT", "ETI", "XYZ", "enu", "ENUX", "", "DEU"})
+    pages += std::to_string(GetCodePageByLocaleString(language)) + " ";
+  for (unsigned codePage : {1252u, 1251u, 874u, 1u, 2u, 437u, 1200u, 0u, 65001u})
+    pages += std::to_string(GetCharacterSetByCodePage(codePage)) + " ";
+  EXPECT_EQ(pages, "1252 1251 932 936 950 1257 0 0 0 874 0 0 204 222 1 2 255 77 -1 -1 ");
+  EXPECT_EQ(GetCodePageByLocaleString(nullptr), 0u);
 }
 
-TEST_F(LocaleTest, LanguageComesFromTheEnvironmentOnceAndIsStored) {
-  const char* cases[][3] = {
-      {"LANG", "de_DE.UTF-8", "DEU"}, {"LANG", "en_GB", "ENG"},       {"LANG", "ja_JP.eucJP", "JPN"},
-      {"LANG", "fr", "FRA"},          {"LANG", "de_BE.UTF-8", "DEU"}, {"LANG", "sr_RS@latin", "ENU"},
-      {"LANG", "C", "ENU"},           {"LANG", "POSIX", "ENU"},       {"LANG", "", "ENU"},
-      {"LC_MESSAGES", "ru_RU.UTF-8", "RUS"},                          {"LC_ALL", "zh_TW.Big5", "CHT"},
-  };
-  char first[10], second[10];
-  for (const auto& c : cases) {
-    StoreLanguage(nullptr);
-    setenv("LANG", "it_IT.UTF-8", 1);  // outranked by LC_MESSAGES and LC_ALL
-    setenv(c[0], c[1], 1);
-    EXPECT_EQ(GetLocaleStr(first, sizeof first), 0);
-    unsetenv("LC_ALL");
-    unsetenv("LC_MESSAGES");
-    setenv("LANG", "pl_PL", 1);  // the stored language is read back from now on
-    EXPECT_EQ(GetLocaleStr(second, sizeof second), 0);
-    EXPECT_EQ(first + ("/" + StoredLanguage()) + "/" + second, c[2] + ("/" + std::string(c[2])) + "/" + c[2])
-        << c[0] << "=" << c[1];
-  }
-}
-
-TEST_F(LocaleTest, BuffersAndUnusableSettings) {
-  StoreLanguage("DEU");
+// The language comes from the environment once and is stored; LC_ALL outranks LC_MESSAGES,
+// which outranks LANG.
+TEST_F(LocaleTest, LanguageFromTheEnvironmentBuffersAndUnusableSettings) {
   char buffer[10] = "xxxxxxxxx";
-  EXPECT_EQ(GetLocaleStr(buffer, 4), 0);
-  EXPECT_STREQ(buffer, "DEU");
+  std::string languages;
+  for (const char* lang : {"de_DE.UTF-8", "en_GB", "ja_JP.eucJP", "fr", "de_BE", "sr_RS@latin", "C", ""}) {
+    StoreLanguage(nullptr);
+    setenv("LANG", lang, 1);
+    languages += (GetLocaleStr(buffer, sizeof buffer), buffer + (" " + StoredLanguage()) + " ");
+  }
+  setenv("LC_MESSAGES", "ru_RU.UTF-8", 1);
+  StoreLanguage(nullptr);
+  languages += (GetLocaleStr(buffer, sizeof buffer), std::string(buffer) + " ");
+  setenv("LC_ALL", "zh_TW.Big5", 1);
+  languages += (GetLocaleStr(buffer, sizeof buffer), std::string(buffer) + " ");  // stored: RUS
+  EXPECT_EQ(languages, "DEU DEU ENG ENG JPN JPN FRA FRA DEU DEU ENU ENU ENU ENU ENU ENU RUS RUS ");
+  unsetenv("LC_ALL");
+  unsetenv("LC_MESSAGES");
   // A stored value too long for the buffer is replaced by the environment's, as designed.
   StoreLanguage("LONGNAME");
   setenv("LANG", "ja_JP", 1);
-  EXPECT_EQ(GetLocaleStr(buffer, 4), 0);
+  const long results[] = {GetLocaleStr(buffer, 4), GetLocaleStr(buffer, 3), GetLocaleStr(nullptr, 10)};
   EXPECT_EQ(buffer + StoredLanguage(), "JPNJPN");
-  EXPECT_EQ(GetLocaleStr(buffer, 3), ERANGE);
-  EXPECT_EQ(GetLocaleStr(nullptr, 10), EINVAL);
-  std::ofstream(root_ + "/plain") << "not a directory";
+  EXPECT_EQ(results[0] * 1000 + results[1] * 100 + results[2], ERANGE * 100 + EINVAL);
+  std::ofstream(root_ + "/plain") << "not a directory";  // the settings cannot be stored
   setenv("BRIX_CONFIG_HOME", (root_ + "/plain/config").c_str(), 1);
-  EXPECT_EQ(GetLocaleStr(buffer, sizeof buffer), ENOTDIR);
-  EXPECT_STREQ(buffer, "ENU");
   char tiny[2] = {'x', 'x'};
   GetRealLocaleStr(nullptr, tiny, sizeof tiny);
-  EXPECT_STREQ(tiny, "E");
+  EXPECT_EQ(GetLocaleStr(buffer, sizeof buffer), ENOTDIR);
+  EXPECT_EQ(buffer + std::string(tiny), "ENUE");
 }
 
 TEST_F(LocaleTest, CompanionPaths) {
@@ -130,65 +101,36 @@ TEST_F(LocaleTest, CompanionPaths) {
 }
 
 #ifdef BRIXSYS_HAVE_RESOURCE_MODULES
-// The built library has German and English modules; loads are counted per module.
-TEST_F(LocaleTest, LibraryLoadsItsLanguageModules) {
-  char path[PATH_MAX];
-  StoreLanguage("JPN");  // no Japanese module: English
-  EXPECT_EQ(GetLocalizedFileName(library_, path, sizeof path, kResourceModuleSuffix, 1), 1);
-  EXPECT_EQ(path, libraryDir_ + "/ENU/libbrixsysRes.so");
-  errno = 0;
-  EXPECT_EQ(GetLocalizedFileName(library_, path, libraryDir_.size() + 10, kResourceModuleSuffix, 1), 0);
-  EXPECT_EQ(errno, ERANGE);
-  ASSERT_STREQ(TR(45104), "Mils");
-
-  StoreLanguage("DEU");
-  GetRealLocaleStr(library_, path, sizeof path);
-  EXPECT_STREQ(path, "DEU");
-  const HINSTANCE german = LoadResourceDllByModule(library_, 1);
-  ASSERT_NE(german, nullptr);
-  EXPECT_STREQ(TR(45063), "Der Wert liegt außerhalb des zulässigen Bereichs.");
-  StoreLanguage("FRA");  // no French module: the English one, asked before the German
-  const HINSTANCE english = LoadResourceDllByModule(library_, 1);
-  ASSERT_NE(english, nullptr);
-  EXPECT_NE(english, german);
-  EXPECT_STREQ(TR(45104), "Mils");
-  StoreLanguage("DEU");
-  EXPECT_EQ(LoadResourceDllByModule(library_, 1), german);  // counted twice now
-  UnloadResourceDll(english);
-  EXPECT_STREQ(TR(45104), "Mil");
-  UnloadResourceDll(german);
-  EXPECT_STREQ(TR(45105), "Millimeter");  // one load still holds it
-  UnloadResourceDll(german);
-  EXPECT_STREQ(TR(45105), "Millimeters");
-  UnloadResourceDll(german);  // no longer loaded: ignored
-}
-
-// A module of our own under a debug name, with companions made and removed.
+// A module of our own under a debug name, with companions made and removed; loads are
+// counted per module.
 TEST_F(LocaleTest, DebugNamesAndFallbackWithModulesOfOurOwn) {
-  const fsys::path module = fsys::path(root_) / "libKernxd.so";
-  fsys::copy_file(fsys::path(libraryDir_) / "ENU/libbrixsysRes.so", module);
-  void* handle = dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
-  ASSERT_NE(handle, nullptr) << dlerror();
-  Dl_info info;
+  Dl_info info;  // the built library, found through one of its functions
+  ASSERT_NE(dladdr(reinterpret_cast<void*>(&GetLocaleStr), &info), 0);
+  const fsys::path root(root_), built = fsys::path(info.dli_fname).parent_path();
+  fsys::copy_file(built / "ENU/libbrixsysRes.so", root / "libKernxd.so");
+  void* handle = dlopen((root / "libKernxd.so").c_str(), RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(dladdr(dlsym(handle, "BrixResourceString"), &info), 0);
-  const HINSTANCE base = info.dli_fbase;
   StoreLanguage("JPN");
-  fsys::create_directories(fsys::path(root_) / "JPN");
-  fsys::copy_file(fsys::path(libraryDir_) / "DEU/libbrixsysRes.so", fsys::path(root_) / "JPN/libKernxRes.so");
+  fsys::create_directories(root / "JPN");
+  fsys::copy_file(built / "DEU/libbrixsysRes.so", root / "JPN/libKernxRes.so");
   char path[PATH_MAX];
-  EXPECT_EQ(GetLocalizedFileName(base, path, sizeof path, kResourceModuleSuffix, 1), 1);
+  EXPECT_EQ(GetLocalizedFileName(info.dli_fbase, path, sizeof path, kResourceModuleSuffix, 1), 1);
   EXPECT_EQ(path, root_ + "/JPN/libKernxRes.so");
-  EXPECT_EQ(GetLocalizedFileName(base, path, sizeof path, kResourceModuleSuffix, 0), 0);
-  EXPECT_EQ(path, root_ + "/ENU/libKernxdRes.so");
-  const HINSTANCE japanese = LoadResourceDllByModule(base, 1);
-  EXPECT_STREQ(TR(45107), "Mikrometer");
+  errno = 0;
+  EXPECT_EQ(GetLocalizedFileName(info.dli_fbase, path, root_.size() + 10, kResourceModuleSuffix, 1) + errno, ERANGE);
+  EXPECT_EQ(GetLocalizedFileName(info.dli_fbase, path, sizeof path, kResourceModuleSuffix, 0), 0);
+  EXPECT_EQ(path, root_ + "/ENU/libKernxdRes.so");  // no Japanese module without the strip
+  const HINSTANCE japanese = LoadResourceDllByModule(info.dli_fbase, 1);
+  EXPECT_EQ(LoadResourceDllByModule(info.dli_fbase, 1), japanese);  // counted twice now
   UnloadResourceDll(japanese);
-  fsys::remove(fsys::path(root_) / "JPN/libKernxRes.so");
-  EXPECT_EQ(GetLocalizedFileName(base, path, sizeof path, kResourceModuleSuffix, 1), 0);
-  EXPECT_EQ(path, root_ + "/ENU/libKernxRes.so");
-  GetRealLocaleStr(base, path, sizeof path);
+  EXPECT_STREQ(TR(45107), "Mikrometer");  // one load still holds it
+  UnloadResourceDll(japanese);
+  EXPECT_STREQ(TR(45107), "Microns");
+  UnloadResourceDll(japanese);  // no longer loaded: ignored
+  fsys::remove(root / "JPN/libKernxRes.so");
+  GetRealLocaleStr(info.dli_fbase, path, sizeof path);
   EXPECT_STREQ(path, "ENU");
-  EXPECT_EQ(LoadResourceDllByModule(base, 1), nullptr);
+  EXPECT_EQ(LoadResourceDllByModule(info.dli_fbase, 1), nullptr);  // nor an English one
   dlclose(handle);
 }
 #endif

@@ -75,9 +75,6 @@ TEST(PropertyTest, AggregatesAndWritesTheFocus) {
   p->readOnly = -1;
   EXPECT_EQ(p->SetValue(&focus, SCC_Variant("y"), 0), 1);
   EXPECT_EQ(Text(p->values[3]) + Text(p->values[1]) + Text(p->values[2]), "yyy");
-  p->writes.clear();
-  EXPECT_EQ(p->SetValue(static_cast<SCC_StdCollection*>(nullptr), SCC_Variant(1), 0), 1);
-  EXPECT_EQ(p->writes, std::vector<int>{0}) << "a null collection writes handle 0";
 }
 
 TEST(PropertyTest, BooleanOperatorsPerHandle) {
@@ -101,36 +98,30 @@ TEST(PropertyTest, BooleanOperatorsPerHandle) {
   EXPECT_EQ(andP->GetValue(&all, v), 0) << "operators work per handle only";
 
   auto t = Table({{1, SCC_Variant()}, {2, 0}, {3, "abc"}, {4, 2.0}, {5, "2"}, {6, 2}, {7, 3}});
-  Prop notP(new SCC_NotProperty(t)), eq(new SCC_EqualProperty(t, SCC_Variant(2.0))),
-      ne(new SCC_NotEqualProperty(t, SCC_Variant(2.0)));
-  std::string nots, eqs, nes;
-  for (int h = 1; h <= 7; ++h) {
-    SCC_Variant a, b, c;
-    ASSERT_EQ(notP->GetValue(h, a) + eq->GetValue(h, b) + ne->GetValue(h, c), 3);
-    nots += Text(a), eqs += Text(b), nes += Text(c);
+  Prop notP(new SCC_NotProperty(t)), ne(new SCC_NotEqualProperty(t, SCC_Variant(2.0)));
+  std::string nots;
+  for (int h = 1; h <= 8; ++h) {
+    SCC_Variant a(5), b(5);
+    const int read = notP->GetValue(h, a) * 10 + ne->GetValue(h, b);
+    nots += std::to_string(read) + Text(a) + Text(b) + " ";
   }
-  // Empty, 0 and text read as 0; "2" is not "2." as texts, the long 2 is 2.0.
-  EXPECT_EQ(nots + "|" + eqs + "|" + nes, "1110000|0001010|1110101");
-  SCC_Variant untouched(5);
-  EXPECT_EQ(notP->GetValue(42, untouched), 0);
-  EXPECT_EQ(Text(untouched), "5") << "a failed read is not negated";
+  // Empty, 0 and text read as 0; "2" is not "2." as texts, the long 2 is 2.0; a failed read
+  // is not negated.
+  EXPECT_EQ(nots, "1111 1111 1111 1100 1101 1100 1101 055 ");
 }
 
 TEST(PropertyTest, ForwardingAndAssignment) {
   auto l = Table({{1, 10}}), r = Table({{1, 20}});
   SCC_SharedPointer<SCC_IndProperty> ind(new SCC_IndProperty(l));
   SCC_SharedPointer<SCC_AndProperty> andP(new SCC_AndProperty(l, r));
-  EXPECT_TRUE(andP->GetPropEvent() == l->GetPropEvent() && ind->GetDataSource() == l.Get());
-  andP->SetValidation("[ 0 , 1 ]");
-  EXPECT_STREQ(r->GetValidation(), "[ 0 , 1 ]");
   int object = 0;
   l->SetObject(&object);
-  EXPECT_EQ(andP->HasObject(), 0) << "both operands need one";
+  const int leftOnly = andP->HasObject();  // both operands need one
   andP->SetObject(&object);
-  EXPECT_EQ(andP->HasObject() + ind->HasObject() + andP->HasSetMethod(), 3);
+  EXPECT_EQ(leftOnly * 10 + andP->HasObject() + ind->HasObject() + andP->HasSetMethod(), 3);
   SCC_SharedPointer<SCC_Convertor> conv(new SCC_Convertor);
-  EXPECT_EQ(andP->SetConvertor(conv), andP.Get());
-  EXPECT_EQ(r->GetConvertor().Get(), conv.Get());
+  andP->SetConvertor(conv);
+  EXPECT_EQ(conv->GetRefCount(), 3) << "both operands hold it";
   SCC_HandleCollection focus{1};
   EXPECT_EQ(ind->SetValue(&focus, SCC_Variant(3), 0), 1);
   EXPECT_EQ(andP->SetValue(&focus, SCC_Variant(4), 0), 0) << "operators never write";
@@ -140,39 +131,7 @@ TEST(PropertyTest, ForwardingAndAssignment) {
   SCC_Variant v;
   EXPECT_EQ(toRight.GetValue(1, v), 1);
   EXPECT_EQ(Text(v), "3");
-  SCC_IndProperty none(nullptr);
-  none.SetValidation("x");
-  EXPECT_STREQ(none.GetValidation(), "x");
-  EXPECT_EQ(none.GetValue(&focus, v) + none.SetValue(&focus, v, 0), 0);
-}
 
-TEST(PropertyTest, ConvertorNotificationsBecomeCode8) {
-  struct Changes : SCC_EventHook<int> {
-    int OnNotification(int code, int* data) override {
-      log.push_back({code, reinterpret_cast<SCC_StdProperty*>(data)});
-      return 0;
-    }
-    std::vector<std::pair<int, SCC_StdProperty*>> log;
-  } changes;
-  SCC_StdProperty original;
-  changes.HookEvent(original.GetPropEvent());
-  SCC_SharedPointer<SCC_Convertor> first(new SCC_Convertor), second(new SCC_Convertor);
-  SCC_SharedPointer<SCC_Convertor> rev(new SCC_RevConvertor(second));
-  original.SetConvertor(first);
-  first->Notify(5, nullptr);
-  ASSERT_EQ(changes.log, (std::vector<std::pair<int, SCC_StdProperty*>>{{8, &original}}));
-  original.SetConvertor(rev);
-  EXPECT_EQ(first->GetRefCount(), 1) << "the old convertor is released";
-  first->Notify(5, nullptr);
-  second->Notify(3, nullptr);  // through the wrapping convertor
-  EXPECT_EQ(changes.log.size(), 2u);
-  SCC_StdProperty copy(original), assigned;  // the copy shares the convertor, takes the listeners
-  assigned = copy;
-  assigned = assigned;
-  EXPECT_EQ(rev->GetRefCount(), 4);
-  second->Notify(1, nullptr);
-  EXPECT_EQ(changes.log.back().first, 8);
-  EXPECT_NE(changes.log.back().second, &original);
 }
 
 }  // namespace

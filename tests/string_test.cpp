@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
-#include <map>
 #include <random>
 #include <sstream>
 #include <string>
@@ -45,31 +44,16 @@ struct CtypeLocale {
   bool ok;
 };
 
-// A derived class writes through the protected data pointer.
-struct FirstToX : SYS_String {
-  void Apply() { GetPchData()[0] = 'X'; }
-};
-
-// Sharing `s`'s buffer, then writing through the derived class.
-void WriteThroughDerived(SYS_String& s) {
-  FirstToX derived;
-  static_cast<SYS_String&>(derived) = s;
-  derived.Apply();
-  s = derived;
-}
-
 TEST(StringTest, CopiesShareUntilOneSideWrites) {
   using Edit = std::function<void(SYS_String&)>;
   const Edit edits[] = {
       [](SYS_String& s) { s.Replace(1, 2, "XY"); }, [](SYS_String& s) { s.Replace("b", "Q"); },
       [](SYS_String& s) { s.Replace('c', 'q'); },   [](SYS_String& s) { s.AllTrim(" a"); },
       [](SYS_String& s) { s.TrimLeft(); },          [](SYS_String& s) { s.TrimRight(); },
-      [](SYS_String& s) { s.Insert(2, "--"); },     [](SYS_String& s) { s.Insert(2, '-'); },
-      [](SYS_String& s) { s.Delete(0, 2); },        [](SYS_String& s) { s.MakeUpper(); },
-      [](SYS_String& s) { s.MakeLower(); },         [](SYS_String& s) { s.SetAt(0, '#'); },
-      [](SYS_String& s) { s << "more" << 5; },      [](SYS_String& s) { s.Format("%d", 42); },
-      [](SYS_String& s) { s.Empty(); },             [](SYS_String& s) { s.Replace(0, 3, "x y"); },
-      WriteThroughDerived,
+      [](SYS_String& s) { s.Insert(2, "--"); },     [](SYS_String& s) { s.Delete(0, 2); },
+      [](SYS_String& s) { s.MakeUpper(); },         [](SYS_String& s) { s.MakeLower(); },
+      [](SYS_String& s) { s.SetAt(0, '#'); },       [](SYS_String& s) { s << "more"; },
+      [](SYS_String& s) { s.Format("%d", 42); },    [](SYS_String& s) { s.Replace(0, 3, "x y"); },
       [](SYS_String& s) { s.GetBuffer(20)[0] = '#'; },
   };
   const SYS_String source(" abcAbc ");
@@ -80,9 +64,6 @@ TEST(StringTest, CopiesShareUntilOneSideWrites) {
     EXPECT_EQ(Str(source), " abcAbc ");
     EXPECT_NE(Str(copy), " abcAbc ");
   }
-  SYS_String copy(source);  // reading never separates the copies
-  EXPECT_EQ(copy.ReverseFind('b', 3) + copy.Find("cA") + copy.Match("*c "), 6);
-  EXPECT_EQ(copy.Mid(0).GetString(), source.GetString());
   EXPECT_EQ(SYS_String().GetString(), SYS_String("abc", 0).GetString());  // one static empty
 }
 
@@ -123,30 +104,18 @@ TEST(StringTest, EditsThatReadTheirOwnBuffer) {
   EXPECT_EQ(Str(s) + Str(shared), "cbcbc-cbcbcabcabcbc");
   // A same-length overwrite writes in place into a private buffer; the ranges may overlap.
   s = "abcdefgh";
-  shared = s;
-  s.Replace(2, 3, "XYZ");
   s.Replace(1, 4, s.GetString() + 4);
-  s.Replace(2, 5, s.GetString() + 3);
   s.Replace(6, 4, "zzzz");  // reaches past the end: clamped, so the text grows
-  EXPECT_EQ(Str(s), "aZghfgzzzz");
-  s = s.GetString() + 2;  // a shorter assignment from inside the private buffer
+  s = s.GetString() + 2;    // a shorter assignment from inside the private buffer
   s << s;
-  EXPECT_EQ(Str(s) + Str(shared), "ghfgzzzzghfgzzzzabcdefgh");
+  EXPECT_EQ(Str(s), "fghfzzzzfghfzzzz");
 }
 
 TEST(StringTest, PositionsAndCountsClamp) {
   const SYS_String s("hello");
-  EXPECT_EQ(std::string() + s.GetAt(0) + s[4] + s.GetAt(5) + s.GetAt(-1), std::string("ho\0\0", 4));
   EXPECT_EQ(Cat(s.Left(2), s.Left(-2), s.Left(99), s.Mid(3), s.Mid(-3, 2), s.Mid(4, 9), s.Mid(9),
                 s.Right(2), s.Right(9)),
             "he  hello lo he o  lo hello ");
-  SYS_String t(s);
-  t.SetAt(7, 'x');
-  std::strcpy(t.GetBuffer(10), "0123456789");
-  t.ReleaseBuffer();
-  t.GetBuffer(0);
-  t.ReleaseBuffer(3);
-  EXPECT_EQ(Str(t) + Str(s), "012hello");
   const std::tuple<int, int, const char*, const char*> cases[] = {
       {1, 2, "XY", "aXYde"}, {0, 0, "<", "<abcde"}, {-5, 1, "<", "<bcde"},  {5, 0, ">", "abcde>"},
       {9, 3, ">", "abcde>"}, {2, -1, "+", "ab+cde"}, {2, 99, "!", "ab!"},    {0, 5, "", ""},
@@ -158,11 +127,9 @@ TEST(StringTest, PositionsAndCountsClamp) {
     EXPECT_EQ(Str(r), expected) << pos << "," << count;
   }
   SYS_String e("abc");
-  EXPECT_EQ(e.Insert(-1, "x"), 4);
-  EXPECT_EQ(e.Insert(99, 'y'), 5);
-  EXPECT_EQ(e.Delete(1, 2), 3);
-  EXPECT_EQ(e.Delete(5, 2), 3);
-  EXPECT_EQ(e.Insert(1, '\0'), 4);
+  const int lengths[] = {e.Insert(-1, "x"), e.Insert(99, 'y'), e.Delete(1, 2), e.Delete(5, 2),
+                         e.Insert(1, '\0')};  // in order: braces sequence the calls
+  EXPECT_EQ(Cat(lengths[0], lengths[1], lengths[2], lengths[3], lengths[4]), "4 5 3 3 4 ");
   EXPECT_EQ(Str(e), std::string("x\0cy", 4));
 }
 
@@ -178,30 +145,18 @@ TEST(StringTest, ReplaceAllTrimAndCase) {
     EXPECT_EQ(Str(s), expected) << text;
   }
   SYS_String s("banana");
-  EXPECT_EQ(s.Replace('a', 'o'), 3);
-  EXPECT_EQ(s.Replace('o', 'o'), 0);
-  EXPECT_EQ(Str(s), "bonono");
-  const char* trims[][3] = {{" \t\n ab c \r\v\f", "", "ab c"}, {"xyaxy", "xy", "a"},
-                            {"  a  ", nullptr, "a"},           {"xyx", "xy", ""}};
-  for (const auto& t : trims) EXPECT_EQ(Str(SYS_String(t[0]).AllTrim(t[1])), t[2]) << t[0];
-  EXPECT_EQ(Cat(SYS_String(" ab ").TrimLeft(), "|", SYS_String(" ab ").TrimRight()), "ab  |  ab ");
-  s = "Mixed \xC9 Case 1";
-  EXPECT_EQ(Str(s.MakeUpper()), "MIXED \xC9 CASE 1");
-  EXPECT_EQ(Str(s.MakeLower()), "mixed \xC9 case 1");
+  const int counts[] = {s.Replace('a', 'o'), s.Replace('o', 'o')};
+  EXPECT_EQ(Cat(counts[0], counts[1], s), "3 0 bonono ");
+  EXPECT_EQ(Cat(SYS_String(" \t\n ab c \r\v\f").AllTrim(""), SYS_String("xyaxy").AllTrim("xy"),
+                SYS_String("  a  ").AllTrim(nullptr), SYS_String("xyx").AllTrim("xy"), SYS_String(" ab ").TrimLeft(),
+                "|", SYS_String(" ab ").TrimRight()),
+            "ab c a a  ab  |  ab ");
+  EXPECT_EQ(Cat(SYS_String("Mixed \xC9 1").MakeUpper(), SYS_String("Mixed \xC9 1").MakeLower()),
+            "MIXED \xC9 1 mixed \xC9 1 ");
 }
 
-TEST(StringTest, FormatAndAppendNumbers) {
-  SYS_String s;
-  s.Format("%s=%05.1f", "x", 2.25);
-  EXPECT_EQ(Str(s), "x=002.2");
-  const std::string large(2000, 'q');
-  EXPECT_EQ(Str(FormattedString("%s", large.c_str())), large);
-  s.Format(nullptr);
-  (s << -12L << ' ' << 34 << ' ' << 7u << 'a' << "b" << SYS_String("c")) += 'd';
-  EXPECT_EQ(Str(s), "-12 34 7abcd");  // Format(nullptr) emptied it
-  EXPECT_EQ(Str(SYS_String() << ULONG_MAX << ' ' << INT_MIN << ' ' << UINT_MAX << ' ' << 0.1f),
-            "18446744073709551615 -2147483648 4294967295 0.100000");
-  // Appended integers and doubles read as printf writes them, whatever room is left.
+// Appended integers and doubles read as printf writes them, whatever room is left.
+TEST(StringTest, AppendedNumbersReadAsPrintfWritesThem) {
   std::mt19937_64 rng(7);
   const long extremes[] = {LONG_MIN, LONG_MAX, 0, -1};
   char expected[400];
@@ -222,47 +177,22 @@ TEST(StringTest, FormatAndAppendNumbers) {
 
 TEST(StringTest, Searches) {
   const SYS_String s("abcab"), abc("abc"), e;
-  EXPECT_EQ(Cat(s.Find('b'), s.Find('b', 2), s.Find('a', 5), s.Find('a', 6), s.Find('a', -1),
-                s.Find('\0', 0), s.Find('\0', 5), e.Find('\0', 0)),
-            "1 4 -1 -1 -1 5 5 0 ");
-  EXPECT_EQ(Cat(s.Find("ab", 1), s.Find("ab", 5), s.Find("", 2), s.Find("abx"), s.Find("b", 4),
-                s.Find(static_cast<const char*>(nullptr)), e.Find("x", 0)),
-            "3 -1 2 -1 4 -1 -1 ");
+  EXPECT_EQ(Cat(s.Find('b'), s.Find('b', 2), s.Find('a', 5), s.Find('a', 6), s.Find('a', -1), s.Find('\0', 0),
+                s.Find('\0', 5), e.Find('\0', 0), s.Find("ab", 1), s.Find("ab", 5), s.Find("", 2), s.Find("abx"),
+                s.Find("b", 4), s.Find(static_cast<const char*>(nullptr)), e.Find("x", 0)),
+            "1 4 -1 -1 -1 5 5 0 3 -1 2 -1 4 -1 -1 ");
   EXPECT_EQ(Cat(s.FindOneOf("cx"), s.FindOneOf("a", 1), s.FindOneOf("a", 5), s.FindOneOf("", 0),
-                s.FindOneOf("a", -1)),
-            "2 3 -1 -1 -1 ");
+                s.FindOneOf("a", -1), s.SpanIncluding("ba"), s.SpanIncluding("x"), s.SpanExcluding("c"),
+                s.SpanExcluding("xyz")),
+            "2 3 -1 -1 -1 ab  ab abcab ");
   EXPECT_EQ(Cat(abc.ReverseFind('\0', -2), abc.ReverseFind('\0', 3), abc.ReverseFind('\0', 1),
-                abc.ReverseFind('c', -2), abc.ReverseFind('c', 1), abc.ReverseFind('a', 5),
-                abc.ReverseFind('a', 3), abc.ReverseFind('a', -1), abc.ReverseFind('a', 0),
-                s.ReverseFind('a'), e.ReverseFind('a', -2)),
+                abc.ReverseFind('c', -2), abc.ReverseFind('c', 1), abc.ReverseFind('a', 5), abc.ReverseFind('a', 3),
+                abc.ReverseFind('a', -1), abc.ReverseFind('a', 0), s.ReverseFind('a'), e.ReverseFind('a', -2)),
             "3 3 -1 2 -1 -1 -1 -1 0 3 -1 ");
   EXPECT_EQ(Cat(SYS_String("abca").ReverseFindOneOf("a", -2), abc.ReverseFindOneOf("a", -2),
-                abc.ReverseFindOneOf("ab", -2), abc.ReverseFindOneOf("bc", 1),
-                abc.ReverseFindOneOf("c", 1), abc.ReverseFindOneOf("c", 3),
-                abc.ReverseFindOneOf("", -2)),
+                abc.ReverseFindOneOf("ab", -2), abc.ReverseFindOneOf("bc", 1), abc.ReverseFindOneOf("c", 1),
+                abc.ReverseFindOneOf("c", 3), abc.ReverseFindOneOf("", -2)),
             "3 -1 1 1 -1 -1 -1 ");  // position 0 is never reported
-  EXPECT_EQ(Cat(s.SpanIncluding("ba"), s.SpanIncluding("x"), s.SpanExcluding("c"),
-                s.SpanExcluding("xyz")),
-            "ab  ab abcab ");
-}
-
-TEST(StringTest, Utf8SearchesNeverSplitACharacter) {
-  CtypeLocale utf8("C.UTF-8");
-  if (!utf8.ok) GTEST_SKIP() << "no UTF-8 locale";
-  // "é" is C3 A9, "©" is C2 A9: the byte A9 alone is never a character here.
-  const SYS_String s("x\xC3\xA9y\xC2\xA9z\xA9"), e("\xC3\xA9");
-  EXPECT_EQ(Cat(s.Find('\xA9'), s.Find("\xA9"), s.Find("\xC2\xA9"), s.Find("\xA9y"),
-                s.ReverseFind('\xA9', 6), s.ReverseFind('\xA9'), s.ReverseFind('y'),
-                s.FindOneOf("\xC3\xA9z"), s.FindOneOf("\xA9"), s.ReverseFindOneOf("\xC3\xA9", 5),
-                s.ReverseFindOneOf("\xC3\xA9", 1)),
-            "7 7 4 -1 -1 7 3 1 7 1 -1 ");
-  SYS_String r(s);
-  EXPECT_EQ(r.Replace('\xA9', '!'), 1);
-  EXPECT_EQ(r.Replace("\xA9", "#"), 0);
-  EXPECT_EQ(Cat(r, s.SpanExcluding("\xA9")), "x\xC3\xA9y\xC2\xA9z! x\xC3\xA9y\xC2\xA9z ");
-  EXPECT_EQ(Cat(e.Match("?"), e.Match("[\xC3\xA0-\xC3\xAF]"), e.CompareAlNum("\xC3\xA8"), e.Match("??"),
-                e.Match("[!\xC3\xA9]")),
-            "1 1 1 0 0 ");
 }
 
 // In a double-byte code page a trail byte that happens to be an ASCII byte is not that
@@ -277,7 +207,6 @@ TEST(StringTest, DoubleByteTextIsSteppedByCharacter) {
       {"\x81\x41" "BA", "A", "", "\x81\x41" "B"},
       {"\x81\x41" "B\x81\x42" "x", "\x81\x41" "B", "\x81\x41" "B", ""},
       {"ab\x81\x41", "\x81", "", "ab\x81\x41"},
-      {"x\x81\\y\\z", "\\", "", "x\x81\\y"},
       {"A\x81\x41\x81", "\x81\x41" "A", "A\x81\x41", ""},
       {"\x81\x41\x81\x41" "c", "c\x81\x41", "\x81\x41\x81\x41" "c", ""},
   };
@@ -302,60 +231,38 @@ TEST(StringTest, Comparisons) {
   };
   for (const auto& [a, b, expected] : alnum)
     EXPECT_EQ(SYS_String(a).CompareAlNum(b), expected) << a << " vs " << (b ? b : "");
-  const SYS_String a("abc"), b("abd");
-  EXPECT_TRUE(a == "abc" && "abc" == a && a != b && a < b && b > a && a <= a && a >= a);
-  EXPECT_TRUE("abb" < a && a < "abd" && SYS_String() == static_cast<const char*>(nullptr));
-  EXPECT_TRUE(SYS_String("a\0b", 3) != SYS_String("a") && SYS_String("\xE9") > SYS_String("z"));
-  EXPECT_EQ(Cat(a.Compare("abd"), a.CompareNoCase("ABC"), SYS_String("[").CompareNoCase("a")),
-            "-1 0 -1 ");  // only A-Z fold: '[' stays 0x5B
-  EXPECT_EQ(Cat(a + "-" + b + '!', '<' + a, "x" + a), "abc-abd! <abc xabc ");
-  const SYS_StrNoCase k("Path/File");
-  EXPECT_TRUE(k == SYS_StrNoCase("path/FILE") && k == "PATH/file" && "PATH/file" == k);
-  EXPECT_TRUE(k == SYS_String("path/file") && SYS_String("path/filf") > k);
-  EXPECT_FALSE(SYS_StrNoCase("\xC9") == "\xE9");  // no folding beyond ASCII
-  EXPECT_TRUE(SYS_StrNoCase("B") > "a" && SYS_StrNoCase("_") < "A");  // folds to "a"
-  EXPECT_EQ(std::hash<SYS_StrNoCase>()(k), std::hash<SYS_StrNoCase>()(SYS_StrNoCase("PATH/FILE")));
-  EXPECT_EQ((std::map<SYS_StrNoCase, int>{{"b", 1}, {"A", 2}, {"a", 3}}.size()), 2u);
+  const SYS_String a("abc");
+  EXPECT_EQ(Cat(a.Compare("abd"), SYS_String("\xE9").Compare("z"), a.CompareNoCase("ABC"),
+                SYS_String("[").CompareNoCase("a"), a + "-" + a + '!', '<' + a, "x" + a),
+            "-1 1 0 -1 abc-abc! <abc xabc ");  // bytes are unsigned; only A-Z fold: '[' stays 0x5B
 }
 
 TEST(StringTest, PatternValidityAndMatch) {
-  const std::pair<const char*, int> errors[] = {
-      {"a[]", -4},   {"[abc", -3},     {"[a-]", -2}, {"[a\\", -1},   {"[a-c]x*", 0}, {"[a-b", -3},
-      {"[a-", -2},   {"[", -3},        {"[!]", -4},  {"\\[", 0},     {"[\\]]", 0},   {"[a-\\]]", 0},
-      {"[a-\\", -1}, {"x[^a-z]*?", 0}, {"[-a]", 0},  {"[ok][]", -4}, {"", 0},
-  };
-  for (const auto& [pattern, expected] : errors) {
+  std::string errors;  // validity, then the error: -1 open escape, -2 open range, -3 no "]", -4 empty
+  for (const char* pattern : {"a[]", "[abc", "[a-]", "[a\\", "[a-c]x*", "[a-b", "[a-", "[!]", "\\[", "[\\]]",
+                              "[a-\\]]", "[a-\\", "x[^a-z]*?", "[-a]", "[ok][]", ""}) {
     int error = 99;
-    EXPECT_EQ(SYS_String(pattern).IsValidPattern(&error), expected == 0) << pattern;
-    EXPECT_EQ(error, expected) << pattern;
+    errors += Cat(SYS_String(pattern).IsValidPattern(&error), error);
   }
-  EXPECT_EQ(Cat(SYS_String("a*b").IsPattern(), SYS_String("a[b").IsPattern(), SYS_String("ab]").IsPattern(),
-                SYS_StrPattern("[").IsValid(nullptr)),
-            "1 1 0 0 ");
+  EXPECT_EQ(errors, "0 -4 0 -3 0 -2 0 -1 1 0 0 -3 0 -2 0 -4 1 0 1 0 1 0 0 -1 1 0 1 0 0 -4 1 0 ");
+  EXPECT_EQ(Cat(SYS_String("a*b").IsPattern(), SYS_String("ab]").IsPattern()), "1 0 ");
   const std::tuple<const char*, const char*, int> cases[] = {
-      {"", "", 1},        {"", "*", 1},        {"", "?", 0},         {"abc", "ab", 0},
-      {"abc", "a*", 1},   {"abc", "*c", 1},    {"abc", "a?c", 1},    {"abc", "**a**c**", 1},
-      {"abc", "A*", 0},   {"b", "[a-c]", 1},   {"d", "[a-c]", 0},    {"d", "[!a-c]", 1},
-      {"b", "[^a-c]", 0}, {"-", "[-a]", 1},    {"]", "[\\]]", 1},    {"*", "\\*", 1},
-      {"x", "\\*", 0},    {"a\\", "a\\", 1},   {"ab", "[a", 0},      {"a", "[]", 0},
-      {"a", "[a-", 0},    {"?", "[?*]", 1},    {"c", "[a-bc]", 1},   {"b", "[!a]", 1},
-      {"a", "[!a]", 0},   {"-", "[a\\-c]", 1}, {"b", "[a\\-c]", 0},  {"ab", "?", 0},
-      {"a", "*?", 1},     {"", "*?", 0},       {"a]", "[a]]", 1},    {"file.txt", "*.[tT][xX][tT]", 1},
-      {"mississippi", "m*iss*ppi", 1},         {"mississippi", "m*iss*x", 0},
+      {"", "", 1},        {"", "*", 1},       {"", "?", 0},        {"abc", "ab", 0},      {"abc", "a*", 1},
+      {"abc", "*c", 1},   {"abc", "a?c", 1},  {"abc", "**a**c**", 1}, {"abc", "A*", 0},   {"b", "[a-c]", 1},
+      {"d", "[a-c]", 0},  {"d", "[!a-c]", 1}, {"b", "[^a-c]", 0},  {"-", "[-a]", 1},      {"]", "[\\]]", 1},
+      {"*", "\\*", 1},    {"x", "\\*", 0},    {"a\\", "a\\", 1},     {"ab", "[a", 0},       {"a", "[]", 0},
+      {"a", "[a-", 0},    {"?", "[?*]", 1},   {"c", "[a-bc]", 1},  {"-", "[a\\-c]", 1},   {"b", "[a\\-c]", 0},
+      {"ab", "?", 0},     {"a", "*?", 1},     {"", "*?", 0},       {"a]", "[a]]", 1},     {"c", "[!a]", 1},
+      {"file.txt", "*.[tT][xX][tT]", 1},      {"mississippi", "m*iss*ppi", 1},          {"mississippi", "m*iss*x", 0},
   };
   for (const auto& [text, pattern, expected] : cases) {
     EXPECT_EQ(SYS_String(text).Match(pattern), expected) << text << " ~ " << pattern;
     EXPECT_EQ(SYS_StrPattern(pattern).Match(text), expected) << text << " ~ " << pattern;
   }
-  SYS_StrPattern pattern;
-  pattern.SetPattern("*.pcb");
-  EXPECT_EQ(Cat(pattern.GetPattern(), pattern.Match("top.pcb"), pattern.Match("top.pcbx"),
-                SYS_StrPattern("*").Match(nullptr), SYS_String("x").Match(static_cast<const char*>(nullptr))),
-            "*.pcb 1 0 1 0 ");
-  // Many stars over a long text must not backtrack exponentially.
-  const std::string as(10000, 'a');
+  EXPECT_EQ(Cat(SYS_StrPattern("*").Match(nullptr), SYS_String("x").Match(static_cast<const char*>(nullptr))),
+            "1 0 ");
+  const std::string as(10000, 'a');  // many stars must not backtrack exponentially
   EXPECT_EQ(SYS_String(as.c_str()).Match("*a*a*a*a*a*a*a*a*a*b"), 0);
-  EXPECT_EQ(SYS_String((as + "b").c_str()).Match("*a*a*a*a*a*a*a*a*a*b"), 1);
 }
 
 TEST(StringTest, ExtractionOperators) {
@@ -368,29 +275,20 @@ TEST(StringTest, ExtractionOperators) {
   char set[] = " ,";
   EXPECT_EQ(Cat(SYS_String(", ,x, ") >> set, SYS_String("abc") >> static_cast<const char*>(nullptr)),
             "x,  abc ");
-  const char* tokens[][3] = {
-      // text, token, rest: a quoted token ends at the quote before the rest.
-      {"\"ab\"cd", "ab", "\"cd"}, {"x\"\"y", "x\"\"y", ""}, {"plain", "plain", ""},
-      {"\"open", "open", ""},     {"a\"b", "a", "\"b"},     {"\"\"", "\"\"", ""},
-      {"\"", "", ""},             {"", "", ""},             {"\"a\"\"b\" rest", "a\"\"b", "\" rest"},
-  };
-  for (const auto& c : tokens) {
+  std::string tokens;  // rest, then token: a quoted token ends at the quote before the rest
+  for (const char* text : {"\"ab\"cd", "x\"\"y", "\"open", "a\"b", "\"\"", "\"", "", "\"a\"\"b\" rest"}) {
     SYS_String token("stale");
-    EXPECT_EQ(Cat(SYS_String(c[0]) >> token, token), Cat(c[2], c[1])) << c[0];
+    tokens += Cat(SYS_String(text) >> token, token) + "|";
   }
-  SYS_String self("\"q\"r");
-  const SYS_String rest = self >> self;
-  EXPECT_EQ(Str(self) + Str(rest), "q\"r");
-  const std::tuple<const char*, int, char, int, const char*> fields[] = {
-      {"a,b,,c", 2, ',', 1, ""},  {"a,b,,c", 4, ',', 0, ""},     {"a,b,,c", 3, ',', 1, "c"},
-      {"a,b,,c", -3, ',', 1, "a"}, {"", 0, ',', 1, ""},          {"abc", 1, ',', 0, ""},
-      {"abc", 0, '\0', 1, "abc"}, {"x;y;", 2, ';', 1, ""},        {nullptr, 0, ',', 0, "stale"},
-  };
-  for (const auto& [text, index, separator, result, expected] : fields) {
+  EXPECT_EQ(tokens, "\"cd ab | x\"\"y | open |\"b a | \"\" |  |  |\" rest a\"\"b |");
+  std::string fields;
+  for (int index : {-3, 2, 3, 4}) {
     SYS_String field("stale");
-    EXPECT_EQ(Cat(SysExtractSubString(field, text, index, separator), field), Cat(result, expected))
-        << (text ? text : "null") << " #" << index;
+    fields += Cat(SysExtractSubString(field, "a,b,,c", index, ','), field);
   }
+  SYS_String field("stale");
+  const int results[] = {SysExtractSubString(field, nullptr, 0, ','), SysExtractSubString(field, "abc", 1, ',')};
+  EXPECT_EQ(fields + Cat(results[0], results[1], field), "1 a 1  1 c 0  0 0  ");
 }
 
 TEST(StringTest, IntegerReaders) {
@@ -402,8 +300,7 @@ TEST(StringTest, IntegerReaders) {
   unsigned long ul = 0;
   EXPECT_EQ(Cat(SYS_String(" -42xyz").Value(&i, &end), i, end), "-42 -42 xyz ");
   const SYS_String junk("junk");
-  EXPECT_EQ(junk.Value(&i, &end), 0);
-  EXPECT_EQ(end, junk.GetString());
+  EXPECT_EQ(junk.Value(&l, &end) + (end - junk.GetString()), 0);
   auto V = [](const char* text, auto* out) { return SYS_String(text).Value(out); };
   EXPECT_EQ(Cat(V("123456789012", &l), V("-9223372036854775808", &l), V("9223372036854775808", &l)),
             "123456789012 -9223372036854775808 9223372036854775807 ");
@@ -411,20 +308,15 @@ TEST(StringTest, IntegerReaders) {
             "2147483647 -2147483648 4464 ");
   EXPECT_EQ(Cat(V("-2", &u), V("4294967296", &u), V("18446744073709551616", &ul), V("-1", &ul)),
             "4294967294 4294967295 18446744073709551615 18446744073709551615 ");
-  errno = 1234;
-  V("99999999999999999999999", &l);
-  EXPECT_EQ(errno, 1234);  // no error is reported, not even through errno
-  const std::tuple<const char*, int, long> ints[] = {
-      {"12", 1, 12},      {" -7 ", 1, -7},     {"+3", 1, 3},      {"2147483647", 1, INT_MAX},
-      {"-2147483648", 1, INT_MIN},             {"2147483648", 0, 0}, {"-2147483649", 0, 0},
-      {"99999999999999999999", 0, 0},          {"1.0", 0, 0},     {"0x1", 0, 0},
-      {"1 2", 0, 0},      {"", 0, 0},          {"  ", 0, 0},      {"-", 0, 0},
-      {"+-1", 0, 0},      {"1,000", 0, 0},     {"007", 1, 7},
-  };
-  for (const auto& [text, result, value] : ints) {
+  // isinteger takes a whole 32-bit number between blanks.
+  std::string accepted;
+  for (const char* text : {"12", " -7 ", "+3", "2147483647", "-2147483648", "2147483648", "-2147483649",
+                           "99999999999999999999", "1.0", "0x1", "1 2", "", "  ", "-", "+-1", "007"}) {
     long v = -99;
-    EXPECT_EQ(Cat(isinteger(text, &v), v), Cat(result, result ? value : -99)) << text;
+    accepted += Cat(isinteger(text, &v), v);
   }
+  EXPECT_EQ(accepted, "1 12 1 -7 1 3 1 2147483647 1 -2147483648 0 -99 0 -99 0 -99 0 -99 0 -99 0 -99 0 -99 "
+                      "0 -99 0 -99 0 -99 1 7 ");
   EXPECT_EQ(isinteger(nullptr) + isinteger("5"), 1);
 }
 
@@ -459,9 +351,6 @@ TEST(StringTest, OneRuleForReadingDoubles) {
     EXPECT_EQ(Cat(getdouble(text, &g), g, SYS_Convert::Str2Double(text, &u)),
               Cat(whole != 0, whole ? value : -1, whole == 1)) << text;
   }
-  double width = 0;
-  int used = 0;
-  EXPECT_EQ(Cat(SimpleScanf("1.2345", "%4f%n", &width, &used), width, used), "1 1.23 4 ");
   EXPECT_EQ(getdouble(nullptr, nullptr) * 10 + getdouble("1.5", nullptr), 1);
 }
 
@@ -473,25 +362,19 @@ TEST(StringTest, NumbersIgnoreTheNumericLocale) {
   char probe[32];
   std::snprintf(probe, sizeof probe, "%.1f", 0.5);
   ASSERT_STREQ(probe, "0,5");  // the locale really is in force
-  SYS_String appended, formatted;
+  SYS_String appended;
   appended << 1.5;
-  formatted.Format("%.3f", 0.125);
   double d = 0, scanned = 0;
   float f = 0;
   long v = 0;
-  const char* end = nullptr;
-  const SYS_String text("12.75");
-  text.Value(&d, &end);
-  SYS_String("0.25").Value(&f);
-  const SYS_Convert mils;
   const SCC_Variant small(0.25);
   small.Validate("[ 0.5 , 1.5 ]", nullptr);
-  EXPECT_EQ(Cat(appended, formatted, d, end - text.GetString(), f, SimpleScanf("3.25", "%f", &scanned),
-                scanned, getdouble("12.75", &d), getdouble("12,75", &d), isinteger("1.234", &v)),
-            "1.500000 0.125 12.75 5 0.25 1 3.25 1 0 0 ");
-  EXPECT_EQ(Str(FormattedString("%.2f|%g|%e|%a|%'d|%'.1f", 2.5, 0.5, 1.0, 1.0, 1234567, 1234.5)),
-            "2.50|0.5|1.000000e+00|0x1p+0|1234567|1234.5");
-  EXPECT_STREQ(SYS_Exception("%.1f", 0.5).GetText(), "0.5");
+  EXPECT_EQ(Cat(appended, FormattedString("%.3f", 0.125), SYS_String("12.75").Value(&d), SYS_String("0.25").Value(&f),
+                SimpleScanf("3.25", "%f", &scanned), scanned, getdouble("12,75", &d), isinteger("1.234", &v)),
+            "1.500000 0.125 12.75 0.25 1 3.25 0 0 ");
+  EXPECT_EQ(Cat(FormattedString("%.2f|%g|%e|%a|%'d", 2.5, 0.5, 1.0, 1.0, 1234567),
+                SYS_Exception("%.1f", 0.5).GetText()), "2.50|0.5|1.000000e+00|0x1p+0|1234567 0.5 ");
+  const SYS_Convert mils;
   EXPECT_EQ(Cat(mils.Str2Base("0.5", &v), v, mils.Base2Str(19050L), mils.Base2Str(1.5e6)),
             "1 19050 0.5 39.37 ");
   EXPECT_EQ(Cat(static_cast<const SYS_String>(SCC_Variant(2.5)), static_cast<double>(SCC_Variant("0.5")),

@@ -10,21 +10,7 @@ template <typename T>
 concept CanSetTemporaryStyle = requires(T t) { t.SetStyle(SYS_TextStyle()); };
 static_assert(!CanSetTemporaryStyle<SYS_TextAttributes>);
 
-TEST(StyleTest, CopiesKeepTheirTextButShareTheStyle) {
-  SYS_TextStyle style;
-  EXPECT_EQ(style.SetFont("Sans") + style.SetHeight(1500000), 2);
-  const SYS_TextStyle saved(style);
-  style.SetFont("Mono");
-  EXPECT_EQ(saved.GetFont(), "Sans");
-  SYS_Text t;
-  EXPECT_EQ(t.SetStyle(style) + t.SetString("R101"), 2);
-  SYS_Text u(t);
-  t.SetString("C7");
-  EXPECT_EQ(u.GetString(), "R101");
-  EXPECT_EQ(u.GetStyle(), &style);  // referenced, not copied
-}
-
-TEST(StyleTest, FillStyleInfoComparesEveryField) {
+TEST(StyleTest, FillStylesCompareEveryFieldAndTextsShareTheirStyle) {
   int data = 0, other = 0;
   const auto three = static_cast<SYS_FillStyle>(3);
   using Info = SYS_FillStyleInfo;
@@ -36,8 +22,14 @@ TEST(StyleTest, FillStyleInfoComparesEveryField) {
       Info(three, 0.5, SYS_Point(1, 9), 4, 5, &data),  Info(three, 0.5, SYS_Point(1, 2), 4, 5, &other),
   };
   for (const Info& change : changes) EXPECT_TRUE(!(base == change) && base != change);
-  const Info copy = base;
-  EXPECT_TRUE(copy == base && !(copy != base));
+  EXPECT_TRUE(Info(base) == base && !(Info(base) != base));
+  SYS_TextStyle style;
+  SYS_Text t;
+  EXPECT_EQ(style.SetFont("Sans") + t.SetStyle(style) + t.SetString("R101"), 3);
+  const SYS_Text u(t);
+  t.SetString("C7");
+  style.SetFont("Mono");
+  EXPECT_EQ(u.GetString() + u.GetStyle()->GetFont(), "R101Mono");  // the style is referenced
 }
 
 }  // namespace
