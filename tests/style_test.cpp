@@ -15,13 +15,11 @@ TEST(StyleTest, FillStylesCompareEveryFieldAndTextsShareTheirStyle) {
   const auto three = static_cast<SYS_FillStyle>(3);
   using Info = SYS_FillStyleInfo;
   const Info base(three, 0.5, SYS_Point(1, 2), 4, 5, &data);
-  const Info changes[] = {
-      Info(SYS_NoFillStyle, 0.5, SYS_Point(1, 2), 4, 5, &data),
-      Info(three, 0.25, SYS_Point(1, 2), 4, 5, &data), Info(three, 0.5, SYS_Point(1, 2), 9, 5, &data),
-      Info(three, 0.5, SYS_Point(1, 2), 4, 9, &data),  Info(three, 0.5, SYS_Point(9, 2), 4, 5, &data),
-      Info(three, 0.5, SYS_Point(1, 9), 4, 5, &data),  Info(three, 0.5, SYS_Point(1, 2), 4, 5, &other),
-  };
-  for (const Info& change : changes) EXPECT_TRUE(!(base == change) && base != change);
+  for (const Info& change : {Info(SYS_NoFillStyle, 0.5, SYS_Point(1, 2), 4, 5, &data),
+                             Info(three, 0.25, SYS_Point(1, 2), 4, 5, &data), Info(three, 0.5, SYS_Point(1, 2), 9, 5, &data),
+                             Info(three, 0.5, SYS_Point(1, 2), 4, 9, &data), Info(three, 0.5, SYS_Point(9, 2), 4, 5, &data),
+                             Info(three, 0.5, SYS_Point(1, 9), 4, 5, &data), Info(three, 0.5, SYS_Point(1, 2), 4, 5, &other)})
+    EXPECT_TRUE(!(base == change) && base != change);
   EXPECT_TRUE(Info(base) == base && !(Info(base) != base));
   SYS_TextStyle style;
   SYS_Text t;
