@@ -69,7 +69,7 @@ TEST(VariantTest, ConversionsTextAndEquality) {
 
 TEST(VariantTest, Validate) {
   const std::string kRange = "Please enter a value within the ";
-  // specification, value, valid, the range a failed check leaves in the variant's message
+  // validation text, value, valid, the range a failed check leaves in the variant's message
   const std::tuple<const char*, SCC_Variant, int, const char*> cases[] = {
       {"[ 0 , 10 ]", SCC_Variant(10), 1, nullptr},
       {"[\t0\n,\n10 ]  trailing", SCC_Variant(-1), 0, "[0.000000,10.000000]"},
@@ -85,10 +85,10 @@ TEST(VariantTest, Validate) {
       {"5", SCC_Variant(1234567), 1, nullptr},   {"-1", SCC_Variant(3), 0, nullptr},
       {"[ 1 , 2 ]", SCC_Variant(), 1, nullptr},
   };
-  for (const auto& [spec, value, valid, range] : cases) {
+  for (const auto& [rule, value, valid, range] : cases) {
     const SCC_Variant v = value;  // const: the message is left all the same
-    EXPECT_EQ(v.Validate(spec, nullptr), valid) << spec;
-    EXPECT_EQ(Text(v), range ? kRange + range + " range." : Text(value)) << spec;
+    EXPECT_EQ(v.Validate(rule, nullptr), valid) << rule;
+    EXPECT_EQ(Text(v), range ? kRange + range + " range." : Text(value)) << rule;
   }
   SCC_SharedPointer<ScaleConvertor> mm(new ScaleConvertor);
   SCC_Variant hashed(0.02);
