@@ -267,7 +267,6 @@ TEST(CollectionTest, FocusFollowsTheItems) {
   c.ClearFocus();
   EXPECT_EQ(focused, (std::vector<long>{3, 1, -3, -1, 2}));
   EXPECT_EQ(focus.log.back(), "6");
-
 }
 
 TEST(CollectionTest, CopiesShareUntilChanged) {

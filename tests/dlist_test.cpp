@@ -292,25 +292,4 @@ TEST(RefDListTest, NodesHearTheEndAndMayActOnEachOther) {
   EXPECT_TRUE(!late.IsNode() && !ptr && !copy.Get());
 }
 
-TEST(RefDListTest, PointersFollowReset) {
-  SCC_RefDList first, second;
-  SCC_RefPointer<SCC_RefDList> p(&first);
-  EXPECT_EQ(first.GetCount(), 1);
-  p.Reset(&second);  // leaves the first list
-  EXPECT_EQ(first.GetCount(), 0);
-  EXPECT_EQ(p.Get(), &second);
-  SCC_RefPointer<SCC_RefDList> q;
-  q = p;
-  EXPECT_EQ(second.GetCount(), 2);
-  p.Reset();
-  EXPECT_TRUE(!p.Get() && q.Get() == &second);
-  { SCC_RefPointer<SCC_RefDList> scoped(&first); }
-  EXPECT_TRUE(first.IsEmpty());  // a dying pointer leaves its list
-  // A reference node in a plain list is not a reference to that list.
-  SCC_DList<SCC_RefDListNode> plain;
-  SCC_RefDListNode node;
-  plain.AddTail(&node);
-  EXPECT_EQ(node.GetRefList(), nullptr);
-}
-
 }  // namespace
