@@ -363,23 +363,6 @@ TEST(ArrayTest, IteratorsFollowTheirElements) {
 }
 
 TEST(ArrayTest, FindPositionIsTheEqualRange) {
-  struct Case {
-    V values;
-    int item;
-    long lo, hi;
-  } cases[] = {{{1, 3, 5}, 4, 2, 2}, {{2, 2, 3}, 2, 0, 2}, {{2, 2, 3}, 0, 0, 0}, {{2, 2, 3}, 9, 3, 3},
-               {{7, 7, 7}, 7, 0, 3}, {{1, 3, 5}, 5, 2, 3}, {{1, 3, 5}, 1, 0, 1}, {{}, 4, 0, 0},
-               {{4}, 4, 0, 1},       {{4}, 5, 1, 1},       {{4}, 3, 0, 0},
-               {{1, 3, 3, 3, 5, 6, 7, 8, 9, 10, 11}, 3, 1, 4},
-               {{1, 3, 3, 3, 5, 6, 7, 8, 9, 10, 11}, 10, 9, 10}};
-  for (const Case& c : cases) {
-    SCC_Array<int> a;
-    for (int v : c.values) a.Add(v);
-    a.SetComparator(new SCC_LessComparator<int>);
-    long lo = -9, hi = -9;
-    EXPECT_EQ(a.FindPosition(c.item, lo, hi), c.hi - c.lo);
-    EXPECT_EQ(std::make_pair(lo, hi), std::make_pair(c.lo, c.hi)) << c.item;
-  }
   // Without a comparator; with an explicit one: that one.
   SCC_Array<int> a{5, 1};
   long lo, hi;
@@ -389,10 +372,11 @@ TEST(ArrayTest, FindPositionIsTheEqualRange) {
   desc->SetDescending(1);
   EXPECT_EQ(a.FindPosition(1, lo, hi, desc), 1);
   EXPECT_EQ(lo, 1);
-  // Against std::equal_range on random sorted data; AddSorted lands after equal keys.
+  // Against std::equal_range on random sorted data (empty, single and all-equal arrays
+  // included); AddSorted lands after equal keys.
   std::mt19937 gen(7);
   for (int round = 0; round < 200; ++round) {
-    V v(gen() % 40);
+    V v(round < 40 ? round % 4 : gen() % 40);
     SCC_Array<int> s;
     s.SetComparator(new SCC_LessComparator<int>);
     for (int& x : v) {
