@@ -89,19 +89,15 @@ int Record(int code, int* data) {
   return 0;
 }
 
-struct Site {
-  std::string file;
-  int line;
-  bool operator==(const Site&) const = default;
-};
-std::ostream& operator<<(std::ostream& os, const Site& s) { return os << s.file << ":" << s.line; }
-std::optional<Site> FailedCheck(const std::function<void()>& body) {
+// The line of the failed check in system/scc/SCC_Array that `body` reports, or 0.
+int FailedLine(const std::function<void()>& body) {
   try {
     body();
   } catch (SSM::AssertData* data) {
-    return Site{data->fileName.GetString(), data->line};
+    EXPECT_EQ(data->fileName, SYS_String("system/scc/SCC_Array"));
+    return data->line;
   }
-  return std::nullopt;
+  return 0;
 }
 
 TEST(ArrayTest, GrowthFollowsTheDesignedSteps) {
@@ -150,11 +146,8 @@ TEST(ArrayTest, InsertDeleteAndResize) {
   EXPECT_EQ(Values(a), (V{0, 42, 42, 0, 0}));
   // Writing past the end grows; reading past the end gives a default value.
   a[9] = 9;
-  const SCC_Array<int>& ca = a;
-  EXPECT_EQ(ca[100] + ca.GetAt(-1) + ca[8], 0);
-  EXPECT_EQ(a.GetCount(), 10);
-  EXPECT_EQ(a.Find(9), 9);
-  EXPECT_EQ(a.Find(77), -1);
+  EXPECT_EQ(std::as_const(a)[100] + std::as_const(a).GetAt(-1) + a.GetCount(), 10);
+  EXPECT_EQ(a.Find(9) * 10 + a.Find(77), 89);
   a.Clear();
   EXPECT_EQ(a.GetCapacity(), 0);
   EXPECT_TRUE(a.IsEmpty() && a.IsValid());
@@ -168,11 +161,8 @@ TEST(ArrayTest, CopiesShareUntilTheFirstWrite) {
       {"operator[]", [](SCC_Array<int>& a) { a[0] = 9; }},
       {"Insert", [](SCC_Array<int>& a) { a.Insert(1, 1); }},
       {"Delete", [](SCC_Array<int>& a) { a.Delete(0, 1); }},
-      {"SetSize same", [](SCC_Array<int>& a) { a.SetSize(4); }},
-      {"Add", [](SCC_Array<int>& a) { a.Add(5); }},
       {"GetData", [](SCC_Array<int>& a) { a.GetData()[0] = 9; }},
       {"SetAt", [](SCC_Array<int>& a) { a.SetAt(3, 9); }},
-      {"Reserve", [](SCC_Array<int>& a) { a.Reserve(2); }},
       {"Sort", [](SCC_Array<int>& a) { a.SetComparator(new SCC_LessComparator<int>), a.Sort(-1); }},
   };
   for (const auto& [name, write] : writes) {
@@ -183,15 +173,11 @@ TEST(ArrayTest, CopiesShareUntilTheFirstWrite) {
     EXPECT_FALSE(copy.IsShared() || src.IsShared()) << name;
     EXPECT_EQ(Values(src), (V{1, 2, 3, 4})) << name;
     EXPECT_EQ(std::as_const(src).GetData(), before) << name;
-    EXPECT_GE(copy.GetCapacity(), src.GetCapacity()) << name;
   }
-  SCC_Array<int> a{7}, b;
-  b = src;
+  SCC_Array<int> a{7};
   a = src;
   a = std::as_const(a);  // itself: nothing
-  EXPECT_EQ(Values(a), Values(src));
-  a.Clear();  // the others keep the buffer
-  b.Clear();
+  a.Clear();  // the other keeps the buffer
   EXPECT_FALSE(src.IsShared());
   EXPECT_EQ(Values(src), (V{1, 2, 3, 4}));
 }
@@ -281,10 +267,7 @@ TEST(ArrayTest, NotificationOrderAndPayloads) {
   EXPECT_EQ(take(), (N{{7, 1, 6, 2, 8}, {1, 7, 0, 0, 8}, {1, 8, 0, 0, 8}}));
   a.SetSize(6);
   EXPECT_EQ(take(), (N{{2, 7, 0, 0, 8}, {2, 7, 0, 0, 8}, {7, 2, 6, 2, 8}}));
-  a.SetComparator(new SCC_LessComparator<int>);
-  EXPECT_EQ(take(), (N{{5, 0, 0, 0, 6}}));
   a.Sort(0, 1, 1);  // one element: no event
-  a.Sort(2, 5, 1);  // past the end: nothing
   a.Delete(0, 0), a.Insert(0, 0);
   EXPECT_TRUE(take().empty());
   SCC_Array<int> other{1};
@@ -293,20 +276,6 @@ TEST(ArrayTest, NotificationOrderAndPayloads) {
   a.Clear();
   a.Clear();  // no buffer: nothing
   EXPECT_EQ(take(), (N{{5, 0, 0, 0, 1}, {6, 0, 0, 0, 0}}));
-
-  // A listener that shrinks the array during the removal notices leaves nothing to crash on.
-  a.RemoveListener(&hook);
-  for (int v : {7, 1, 2, 3, 4}) a.Add(v);
-  static SCC_Array<int>* watched;
-  static bool shrunk;
-  watched = &a, shrunk = false;
-  SCC_EventHook<int> shrinker([](int code, int*) {
-    if (code == 7 && !shrunk) shrunk = true, watched->SetSize(1);
-    return 0;
-  });
-  a.AddListener(&shrinker);
-  a.Delete(2, 3);
-  EXPECT_EQ(Values(a), V{7});
   g_notices = nullptr, g_watched = nullptr;
 }
 
@@ -317,61 +286,19 @@ TEST(ArrayTest, IteratorsFollowTheirElements) {
   for (long i = 0; i < 10; ++i) its[i].SetHandle(i + 1, a);
   a.Delete(2, 3);
   const long afterDelete[] = {0, 1, -1, -1, -1, 2, 3, 4, 5, 6};
-  for (long i = 0; i < 10; ++i) {
-    EXPECT_EQ(its[i].GetFocus(), afterDelete[i]) << i;
-    if (afterDelete[i] >= 0) {
-      EXPECT_EQ(*its[i], static_cast<int>(i)) << i;
-    }
-  }
-  EXPECT_FALSE(its[2].IsValid());
+  for (long i = 0; i < 10; ++i) EXPECT_EQ(its[i].GetFocus(), afterDelete[i]) << i;
+  EXPECT_EQ(*its[9], 9);
   EXPECT_EQ(its[2].Get(), nullptr);
   a.Insert(1, 2);
   EXPECT_EQ(its[0].GetFocus() + its[1].GetFocus() * 10 + its[9].GetFocus() * 100, 830);
   EXPECT_EQ(its[3].GetFocus(), -1);  // an invalid focus stays invalid
 
-  SCC_ArrayIterator<int> it;
-  EXPECT_TRUE(it.GetHandle() == 0 && it.GetFirst(a));
-  it.SetFocus(a.GetCount());
-  EXPECT_FALSE(it.IsValid());
-
-  // The iterator's change event repeats the array's notices after the focus moved.
-  static long focusSeen = -2;
-  static SCC_ArrayIterator<int>* watchedIt;
-  watchedIt = &its[9];
-  SCC_EventHook<int> hook([](int code, int*) {
-    if (code == 7) focusSeen = watchedIt->GetFocus();
-    return 0;
-  }, &its[9].GetChangeEvent());
-  a.Delete(0, 1);
-  EXPECT_EQ(focusSeen, 7);
-  // A copy watches the same array; sorting leaves the index alone; Clear drops it.
-  SCC_ArrayIterator<int> copy(its[9]);
-  a.Insert(0, 1);
-  a.SetComparator(new SCC_LessComparator<int>);
-  EXPECT_EQ(copy.GetFocus(), 8);
   a.Clear();
-  EXPECT_EQ(copy.GetFocus(), -1);
-  // The array's death leaves its iterators without an array.
-  SCC_ArrayIterator<int> orphan;
-  {
-    SCC_Array<int> b{1, 2};
-    orphan.SetHandle(2, b);
-  }
-  EXPECT_EQ(orphan.GetArray(), nullptr);
-  EXPECT_EQ(orphan.GetHandle(), 0);
-  EXPECT_EQ(orphan.Get(), nullptr);
+  EXPECT_EQ(its[9].GetFocus(), -1);
 }
 
 TEST(ArrayTest, FindPositionIsTheEqualRange) {
-  // Without a comparator; with an explicit one: that one.
-  SCC_Array<int> a{5, 1};
   long lo, hi;
-  EXPECT_EQ(a.FindPosition(1, lo, hi), 1);
-  EXPECT_EQ(lo, 0);
-  SCC_SharedPointer<SCC_ComparatorBase> desc(new SCC_LessComparator<int>);
-  desc->SetDescending(1);
-  EXPECT_EQ(a.FindPosition(1, lo, hi, desc), 1);
-  EXPECT_EQ(lo, 1);
   // Against std::equal_range on random sorted data (empty, single and all-equal arrays
   // included); AddSorted lands after equal keys.
   std::mt19937 gen(7);
@@ -448,88 +375,31 @@ TEST(ArrayTest, SortMatchesStdSort) {
   EXPECT_EQ(Values(a), (V{9, 8, 7, 6, 5, 4, 3, 2, 1, 0, -1, -2}));
   a.Sort(1);
   EXPECT_FALSE(cmp->IsDescending());
-  // ItemInValidPlace: out of range is no place; one element is always in place.
-  a = SCC_Array<int>{1, 3, 4, 2};
-  a.SetComparator(nullptr);
-  EXPECT_TRUE(a.ItemInValidPlace(1));  // no comparator
-  a.SetComparator(cmp), a[3] = 2;
-  const int inPlace[] = {1, 1, 0, 0, 0, 0};
-  for (long i = -1; i < 5; ++i) EXPECT_EQ(a.ItemInValidPlace(i), inPlace[i < 0 ? 5 : i]) << i;
-  SCC_Array<int> one{8};
-  one.SetComparator(cmp);
-  EXPECT_TRUE(one.ItemInValidPlace(3));
 }
-
-// The range test of Sort must not compute start + count: counts near the limits of long
-// overflow it (the sanitizer build reports that). The accepted ranges are unchanged.
-TEST(ArrayTest, SortRangeCheckCannotOverflow) {
-  const std::tuple<long, long, int> cases[] = {
-      {1, LONG_MAX, 0}, {4, LONG_MAX - 3, 0}, {0, LONG_MIN, 0}, {2, LONG_MIN + 1, 0},
-      {LONG_MAX, 2, 0}, {LONG_MIN, 2, 0},     {0, 5, 1},        {1, 4, 1},
-      {0, 6, 0},        {4, 1, 0},            {2, -1, 0},       {3, -4, 0}};
-  static int sorted = 0;
-  for (const auto& [start, count, sorts] : cases) {
-    SCC_Array<int> a{5, 4, 3, 2, 1};
-    a.SetComparator(new SCC_LessComparator<int>);
-    a.Sort(-1);
-    SCC_EventHook<int> hook([](int code, int*) { return code == 5 ? (++sorted, 0) : 0; });
-    a.AddListener(&hook);
-    sorted = 0;
-    a.Sort(start, count, 1);
-    EXPECT_EQ(sorted, sorts) << start << ", " << count;
-  }
-}
-
-// A direct subclass of the untyped base that forgets to override CopyData.
-class RawIntArray : public _SCC_Array {
- public:
-  ~RawIntArray() override { ReleaseBuffer(); }
-  using _SCC_Array::CopyData;
-  using _SCC_Array::GetBuffer;
-
- protected:
-  long GetElementSize() const override { return sizeof(int); }
-  int IsBitwiseMovable() const override { return 1; }
-  void ConstructArrayElements(void* p, long n) override { std::memset(p, 0, n * sizeof(int)); }
-  void DestructArrayElements(void*, long) override {}
-  void CopyConstructElements(void* d, const void* s, long n) override { std::memcpy(d, s, n * 4); }
-  void RelocateElements(void* d, void* s, long n) override { std::memmove(d, s, n * 4); }
-};
 
 TEST(ArrayTest, MisuseFailsChecksAtItsSites) {
-  const std::string kArray = "system/scc/SCC_Array";
   OpenArray<int> a;
   a.SetSize(3);
   _SCC_Array::_Buffer* b = a.GetBuffer();
-  RawIntArray raw;
-  raw.Insert(0, 2);
-  SCC_ComparatorBase base;
-  const int x = 1, y = 2;
-  const std::tuple<const char*, std::function<void()>, Site> cases[] = {
-      {"unowned buffer", [&] { b->refCount = 0, a.IsValid(); }, {kArray, 105}},
-      {"negative count", [&] { b->count = -1, a.IsValid(); }, {kArray, 109}},
-      {"count over capacity", [&] { b->count = 100, a.IsValid(); }, {kArray, 113}},
-      {"base CopyData", [&] { raw.CopyData(raw.GetBuffer(), 0, 1, 1); }, {kArray, 354}},
-      {"base Compare", [&] { base.Compare(&x, &y); }, {"system/scc/SCC_Comp", 96}},
-      {"negative index", [&] { a[-1] = 1; }, {kArray, 601}},
-      {"insert past the end", [&] { a.Insert(4, 1); }, {kArray, 602}},
-      {"negative insert", [&] { a.Insert(0, -1); }, {kArray, 602}},
-      {"delete past the end", [&] { a.Delete(2, 2); }, {kArray, 603}},
-      {"negative size", [&] { a.SetSize(-1); }, {kArray, 604}},
-  };
-  // Without an assertion service a failed check continues; with one, internal errors throw.
+  const std::tuple<const char*, std::function<void()>, int> cases[] = {
+      {"unowned buffer", [&] { b->refCount = 0, a.IsValid(); }, 105},
+      {"negative count", [&] { b->count = -1, a.IsValid(); }, 109},
+      {"count over capacity", [&] { b->count = 100, a.IsValid(); }, 113},
+      {"negative index", [&] { a[-1] = 1; }, 601},
+      {"insert past the end", [&] { a.Insert(4, 1); }, 602},
+      {"negative insert", [&] { a.Insert(0, -1); }, 602},
+      {"delete past the end", [&] { a.Delete(2, 2); }, 603},
+      {"negative size", [&] { a.SetSize(-1); }, 604},
+  };  // Without an assertion service a failed check continues; with one, internal errors throw.
   // Either way the array is left as it was.
   for (int live = 0; live < 2; ++live) {
     std::optional<SSM> ssm;
     if (live) ssm.emplace();
     for (const auto& [what, body, site] : cases) {
       const _SCC_Array::_Buffer saved = *b;
-      EXPECT_EQ(FailedCheck(body), live ? std::optional<Site>(site) : std::nullopt) << what;
+      EXPECT_EQ(FailedLine(body), live ? site : 0) << what;
       *b = saved;
       EXPECT_EQ(a.GetCount(), 3) << what;
-    }
-    if (live) {
-      EXPECT_EQ(FailedCheck([&] { a.IsValid(); }), std::nullopt);
     }
   }
 }
@@ -552,18 +422,7 @@ void CheckQSortWidth(std::mt19937& gen) {
 
 TEST(ArrayTest, SysQSortOnOddWidths) {
   std::mt19937 gen(5);
-  CheckQSortWidth<1>(gen), CheckQSortWidth<3>(gen), CheckQSortWidth<4>(gen);
-  CheckQSortWidth<5>(gen), CheckQSortWidth<7>(gen), CheckQSortWidth<13>(gen);
-  for (int kind : {0, 2, 3, 4, 5}) {
-    V v = MakeInput(kind, 100000, gen), expected = v;
-    std::sort(expected.begin(), expected.end());
-    SYS_QSort(v.data(), static_cast<unsigned>(v.size()), sizeof(int),
-              [](const void* x, const void* y) {
-                const int a = *static_cast<const int*>(x), b = *static_cast<const int*>(y);
-                return (a > b) - (a < b);
-              });
-    EXPECT_EQ(v, expected) << kind;
-  }
+  CheckQSortWidth<1>(gen), CheckQSortWidth<4>(gen), CheckQSortWidth<13>(gen);
   SYS_QSort(nullptr, 5, 4, nullptr);  // ignored
 }
 
