@@ -155,28 +155,19 @@ TEST(CollectionTest, IteratorsSurviveRemovalDuringTheWalk) {
     }
     EXPECT_EQ(visited, expected) << at;
   }
-  // Insertions: before the iterator it keeps its item, in place of a removed current item
-  // the new items come next.
-  SCC_StdCollection c;
-  for (int i = 0; i < 4; ++i) c.Add(Obj(i));
-  SCC_CollectionIterator it(c);
-  it.GetNext();  // on 2
-  c.InsertAt(0, Obj(5));
-  EXPECT_EQ(it.GetHandle(), 2);
-  c.Remove(2);
-  c.InsertAt(c.GetPosition(3), Obj(6));  // handle 6, where 2 was
-  EXPECT_EQ(it.GetNext(), 6);
-  EXPECT_EQ(it.GetNext(), 3);
-  // Placed anew after its item was removed, it steps from the new place.
-  c.Remove(3);
-  it.SetHandle(5);
-  EXPECT_EQ(it.GetNext(), 1);
-  // The collection's death leaves it on nothing.
+  // In place of a removed current item the new items come next; placed anew after its item
+  // was removed, it steps from the new place; the collection's death leaves it on nothing.
+  SCC_CollectionIterator it;
   {
-    SCC_StdCollection brief;
-    brief.Add(Obj(1));
-    it.GetFirst(brief);
-    EXPECT_EQ(it.GetObject(), Obj(1));
+    SCC_StdCollection c;
+    for (int i = 0; i < 4; ++i) c.Add(Obj(i));
+    it.GetFirst(c), it.GetNext();  // on 2
+    c.Remove(2);
+    c.InsertAt(c.GetPosition(3), Obj(6));  // handle 5, where 2 was
+    EXPECT_EQ(it.GetNext(), 5);
+    c.Remove(5);
+    it.SetHandle(1);
+    EXPECT_EQ(it.GetNext(), 3);
   }
   EXPECT_TRUE(it.GetCollection() == nullptr && it.GetHandle() == 0);
 }
@@ -262,7 +253,7 @@ TEST(CollectionTest, CopiesShareUntilChanged) {
   for (int i = 0; i < 5; ++i) c.Add(Obj(1));  // handles up to 5
   Recorder recC(c.GetNotifier());
   c = a;
-  c = c;  // itself: nothing
+  c = std::as_const(c);  // itself: nothing
   EXPECT_EQ(recC.log, Log{"5"});
   EXPECT_EQ(Handles(c), (std::vector<long>{1, 2, 3}));
   EXPECT_EQ(c.Add(Obj(2)), 6) << "the target's old handles are not given again";
