@@ -131,12 +131,12 @@ TEST(PoolTest, PooledObjectsUsePerSizeAndPerThreadPools) {
               SMM_PooledObject::GetPool(257) == nullptr);
   SMM_MemoryPool* smallPool = SMM_PooledObject::GetPool(sizeof(Small));
   SMM_MemoryPool* derivedPool = SMM_PooledObject::GetPool(sizeof(Derived));
-  const long smallBefore = smallPool->GetUsedCount(), derivedBefore = derivedPool->GetUsedCount();
+  const long before = smallPool->GetUsedCount() + derivedPool->GetUsedCount();
   auto* s = new Small;
   Base* d = new Derived;  // deleted through the base: the virtual destructor gives the size
-  EXPECT_EQ(smallPool->GetUsedCount() - smallBefore + derivedPool->GetUsedCount(), derivedBefore + 2);
+  EXPECT_EQ(smallPool->GetUsedCount() + derivedPool->GetUsedCount(), before + 2);
   delete s, delete d;
-  EXPECT_EQ(smallPool->GetUsedCount() - smallBefore + derivedPool->GetUsedCount(), derivedBefore);
+  EXPECT_EQ(smallPool->GetUsedCount() + derivedPool->GetUsedCount(), before);
   auto* big = new Big;    // too big for a pool
   auto* wide = new Wide;  // over-aligned: from the global heap, aligned
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(wide) % 64, 0u);
