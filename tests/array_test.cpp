@@ -254,12 +254,10 @@ TEST(ArrayTest, IteratorsFollowTheirElements) {
   a.Delete(2, 3);
   const long afterDelete[] = {0, 1, -1, -1, -1, 2, 3, 4, 5, 6};
   for (long i = 0; i < 10; ++i) EXPECT_EQ(its[i].GetFocus(), afterDelete[i]) << i;
-  EXPECT_EQ(*its[9], 9);
-  EXPECT_EQ(its[2].Get(), nullptr);
+  EXPECT_EQ(*its[9] * 10 + (its[2].Get() == nullptr), 91);
   a.Insert(1, 2);
   EXPECT_EQ(its[0].GetFocus() + its[1].GetFocus() * 10 + its[9].GetFocus() * 100, 830);
   EXPECT_EQ(its[3].GetFocus(), -1);  // an invalid focus stays invalid
-
   a.Clear();
   EXPECT_EQ(its[9].GetFocus(), -1);
 }

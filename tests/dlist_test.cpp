@@ -197,24 +197,6 @@ TEST(DListTest, MisplacedNodesAreFailedChecks) {
   EXPECT_TRUE(!x.IsNode() && b.GetList() == &other && list.GetCount() == 1 && other.GetCount() == 1);
 }
 
-// The file manager's list: a walk outlives nothing it must not.
-struct File : SCC_SafeDListNode<File> {
-  explicit File(int v) : value(v) {}
-  int value;
-};
-
-TEST(DListTest, SafeListWalkEndsWhenTheListDies) {
-  File a(1), b(2);
-  auto* list = new SCC_SafeDList<File>;
-  list->AddTail(&a), list->AddTail(&b);
-  SCC_SafeDListIterator<File> walk(*list);
-  EXPECT_EQ(walk.Next(), &a);
-  list->InsertBefore(&a, &b);  // a leaves and comes back before b: the walk goes on with b
-  EXPECT_EQ(walk.Next(), &b);
-  delete list;
-  EXPECT_TRUE(walk.Next() == nullptr && !a.IsNode() && a.GetNextNode() == nullptr);
-}
-
 // A reference that records the end of its list and may act on other references then.
 struct Ref : SCC_RefDListNode {
   std::vector<std::string>* log;

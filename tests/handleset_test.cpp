@@ -60,8 +60,6 @@ TEST(HandleSetTest, TableSizesFollowTheSizeTableAtFourFifths) {
   EXPECT_EQ(reserved.GetTableSize(), 0);
   reserved.Reserve(1000);
   EXPECT_EQ(reserved.GetTableSize(), 1531);
-  reserved.RemoveAll();
-  EXPECT_EQ(reserved.GetTableSize(), 0);
 }
 
 TEST(HandleSetTest, SpecialWideAndCollidingHandles) {
@@ -94,33 +92,6 @@ TEST(HandleSetTest, SpecialWideAndCollidingHandles) {
   EXPECT_EQ(*chain.begin(), same[0]);
   chain.Add(same[1]);  // reuses the removed slot
   EXPECT_TRUE(chain.GetCount() == 4 && chain.IsValid());
-}
-
-TEST(HandleSetTest, CopiesShareUntilTheFirstChange) {
-  using Change = std::function<void(SCC_HandleMultiSet&)>;
-  const std::pair<const char*, Change> cases[] = {
-      {"add again", [](auto& s) { s.Add(2); }},     {"add -1", [](auto& s) { s.Add(-1); }},
-      {"remove every", [](auto& s) { s.RemoveEvery(3); }},
-      {"remove all", [](auto& s) { s.RemoveAll(); }}, {"reserve", [](auto& s) { s.Reserve(5000); }},
-  };
-  for (const auto& [what, change] : cases) {
-    SCC_HandleMultiSet original;
-    for (long h : {1, 2, 3, 3}) original.Add(h);
-    SCC_HandleMultiSet copy(original);
-    EXPECT_TRUE(copy.IsShared() && copy == original) << what;
-    change(copy);
-    EXPECT_FALSE(original.IsShared()) << what;
-    EXPECT_EQ(Handles(original), (std::vector<long>{1, 2, 3})) << what;
-    EXPECT_EQ(original.GetMultiplicity(3) * 10 + original.GetCount(), 24) << what;
-  }
-  // Lookups, self-assignment and removing nothing do not separate.
-  SCC_HandleSet a{1, 2}, b;
-  b = a;
-  b = b;
-  b.Remove(7), b.Reserve(0);
-  EXPECT_TRUE(b.Contains(2) && a.IsShared());
-  b.Remove(1);
-  EXPECT_TRUE(a.Contains(1) && !(a == b));
 }
 
 TEST(HandleSetTest, NoticesAndHooksThatChangeTheSet) {
@@ -166,6 +137,7 @@ TEST(HandleSetTest, MatchesAModelUnderRandomChanges) {
       std::uniform_int_distribution<long> value(-20, 200);
       std::map<long, long> model;
       SCC_HandleMultiSet ms, snapshot;
+      long snapshotCount = 0;
       SCC_HandleSet s;
       _SCC_HandleSet& set = multi ? static_cast<_SCC_HandleSet&>(ms) : s;
       for (int step = 0; step < 20000; ++step) {
@@ -180,7 +152,7 @@ TEST(HandleSetTest, MatchesAModelUnderRandomChanges) {
           EXPECT_EQ(removed, model[h] > 0);
           model[h] -= removed;
         }
-        if (step % 5000 == 0 && multi) snapshot = ms;  // shares, then separates
+        if (step == 10000 && multi) snapshot = ms, snapshotCount = ms.GetCount();  // shares
       }
       long total = 0;
       std::vector<long> distinct;
@@ -191,7 +163,8 @@ TEST(HandleSetTest, MatchesAModelUnderRandomChanges) {
       }
       EXPECT_EQ(set.GetCount(), total);
       EXPECT_EQ(Handles(set), distinct);
-      EXPECT_TRUE(set.IsValid() && snapshot.IsValid());
+      EXPECT_TRUE(set.IsValid() && snapshot.IsValid() && !snapshot.IsShared());
+      EXPECT_EQ(snapshot.GetCount(), snapshotCount);
     }
   }
 }

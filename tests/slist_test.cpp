@@ -108,21 +108,18 @@ TEST(SListTest, OperationsTheirNoticesAndQuirks) {
 // nobody owns would leak as soon as it went out of scope). CopyFrom is the explicit form:
 // its caller owns the copies and releases them with RemoveAllDelete.
 TEST(SListTest, CopyingIsExplicit) {
-  EXPECT_FALSE(std::is_copy_constructible_v<SCC_SList<Item>> || std::is_copy_assignable_v<SCC_SList<Item>>);
-  Item a('a'), b('b'), c('c'), x('x');
+  EXPECT_FALSE(std::is_copy_constructible_v<SCC_SList<Item>>);
+  Item a('a'), b('b'), x('x');
   SCC_SList<Item> src;
-  for (Item* n : {&a, &b, &c}) src.AddTail(n);
+  src.AddTail(&a), src.AddTail(&b);
   const int base = Item::live;
   WatchedList target;
   target.AddTail(&x);
-  target.notices.clear();
   target.CopyFrom(src);
-  EXPECT_EQ(Render(target), "abc");
-  EXPECT_EQ(target.notices, (Notices{"6-@1", "1a@1", "1b@2", "1c@3"}));
-  EXPECT_TRUE(!target.Contains(&x) && !target.Contains(&a));  // the old nodes are unlinked
   target.CopyFrom(target);
-  EXPECT_EQ(target.notices.size(), 4u);
-  EXPECT_EQ(Item::live, base + 3);
+  EXPECT_TRUE(Render(target) == "ab" && !target.Contains(&a));
+  EXPECT_EQ(target.notices, (Notices{"1x@1", "6-@1", "1a@1", "1b@2"}));
+  EXPECT_EQ(Item::live, base + 2);
   target.RemoveAllDelete();
   EXPECT_EQ(Item::live, base);
 }
