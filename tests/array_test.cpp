@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <climits>
 #include <cstring>
 #include <functional>
 #include <optional>
@@ -340,7 +339,8 @@ TEST(ArrayTest, MisuseFailsChecksAtItsSites) {
       {"negative insert", [&] { a.Insert(0, -1); }, 602},
       {"delete past the end", [&] { a.Delete(2, 2); }, 603},
       {"negative size", [&] { a.SetSize(-1); }, 604},
-  };  // Without an assertion service a failed check continues; with one, internal errors throw.
+  };
+  // Without an assertion service a failed check continues; with one, internal errors throw.
   // Either way the array is left as it was.
   for (int live = 0; live < 2; ++live) {
     std::optional<SSM> ssm;

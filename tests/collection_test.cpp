@@ -4,10 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <optional>
 #include <set>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "scccollection.h"
