@@ -1,9 +1,11 @@
-// slist_test.cpp - tests of SCC_SList, its deliberate quirks, copying and its iterator.
+// slist_test.cpp - SCC_SList: operations and their notices, the deliberate quirks, explicit
+// copying and the iterator under removal.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
+#include <tuple>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 #include "sccslist.h"
@@ -11,14 +13,13 @@
 namespace {
 
 struct Item : SCC_SListNode<Item> {
-  static int live;
+  static inline int live = 0;
   char name;
   explicit Item(char n) : name(n) { ++live; }
   Item(const Item& o) : SCC_SListNode<Item>(o), name(o.name) { ++live; }
   Item& operator=(const Item&) = default;
   ~Item() { --live; }
 };
-int Item::live = 0;
 
 // "abc" for a -> b -> c.
 std::string Render(const SCC_SList<Item>& list) {
@@ -27,221 +28,79 @@ std::string Render(const SCC_SList<Item>& list) {
   return s;
 }
 
-// A derived list that records what it is told and repairs its iterators, as the region list
-// does.
+// A derived list that records its notices as "1a" (with the count then: "1a@3") and repairs
+// its iterators, as the region list does.
 class WatchedList : public SCC_SList<Item> {
  public:
-  std::vector<std::string> notices;  // "1a", "2b", "6-"
-  std::vector<long> countsAtNotice;
+  std::vector<std::string> notices;
   mutable std::vector<SCC_SListIterator<Item>*> iterators;
-
   void RegisterIterator(SCC_SListIterator<Item>* it) const override { iterators.push_back(it); }
   void UnregisterIterator(SCC_SListIterator<Item>* it) const override { std::erase(iterators, it); }
-  std::vector<std::string> Take() {
-    countsAtNotice.clear();
-    return std::exchange(notices, {});
-  }
 
  protected:
   void Notify(int code, Item* node) override {
-    notices.push_back(std::to_string(code) + (node ? node->name : '-'));
-    countsAtNotice.push_back(GetCount());
+    notices.push_back(std::to_string(code) + (node ? node->name : '-') + "@" +
+                      std::to_string(GetCount()));
     for (auto* it : iterators) it->OnUpdatePointers(code, node);
   }
 };
-
 using Notices = std::vector<std::string>;
 
-TEST(SListTest, BuildAndWalk) {
-  Item a('a'), b('b'), c('c'), d('d');
-  WatchedList list;
-  EXPECT_TRUE(list.IsEmpty());
-  EXPECT_EQ(list.Last(), nullptr);
-  EXPECT_EQ(list.RemoveHead(), nullptr);
-  EXPECT_EQ(list.RemoveTail(), nullptr);
-  EXPECT_EQ(list.RemoveNext(nullptr), nullptr);
-  EXPECT_EQ(list.Next(&a), nullptr);
-
-  EXPECT_EQ(list.AddTail(&b), &b);  // empty: becomes the head
-  EXPECT_EQ(list.AddHead(&a), &a);
-  c.SetNextNode(&d);  // AddTail clears the link
-  list.AddTail(&c);
-  EXPECT_EQ(Render(list), "abc");
-  list += d;
-  EXPECT_EQ(Render(list), "abcd");
-  EXPECT_EQ(list.Take(), (Notices{"1b", "1a", "1c", "1d"}));
-
-  EXPECT_EQ(list.GetCount(), 4);
-  EXPECT_EQ(list.First(), &a);
-  EXPECT_EQ(list.Last(), &d);
-  EXPECT_EQ(list.Next(&a), &b);
-  EXPECT_EQ(list.Next(&d), nullptr);
-  EXPECT_EQ(list.Prev(&c), &b);
-  EXPECT_EQ(list.Prev(&a), nullptr);
-  EXPECT_TRUE(list.Contains(&d));
-  EXPECT_FALSE(list.Contains(nullptr));
-  Item stranger('z');
-  stranger.SetNextNode(&b);
-  EXPECT_EQ(list.Next(&stranger), nullptr);  // not in the list
-  EXPECT_FALSE(list.Contains(&stranger));
-
-  // Null nodes do nothing.
-  EXPECT_EQ(list.AddHead(nullptr), nullptr);
-  EXPECT_EQ(list.AddTail(nullptr), nullptr);
-  EXPECT_EQ(list.InsertAfter(&a, nullptr), nullptr);
-  EXPECT_EQ(list.InsertBefore(&a, nullptr), nullptr);
-  EXPECT_EQ(list.Remove(nullptr), nullptr);
-  EXPECT_TRUE(list.Take().empty());
-  EXPECT_EQ(Render(list), "abcd");
-}
-
-TEST(SListTest, InsertAfterLeavesTheNewLinkToTheCaller) {
-  Item a('a'), b('b'), x('x');
-  WatchedList list;
-  list.AddTail(&a);
-  list.AddTail(&b);
-  list.Take();
-
-  // x's link is not set: b drops out of the list, as designed.
-  EXPECT_EQ(list.InsertAfter(&a, &x), &x);
-  EXPECT_EQ(Render(list), "ax");
-  EXPECT_EQ(list.Take(), (Notices{"1x"}));
-
-  // Linked first, the rest stays.
-  a.SetNextNode(&b);
-  x.SetNextNode(&b);
-  list.InsertAfter(&a, &x);
-  EXPECT_EQ(Render(list), "axb");
-  list.Take();
-
-  // A null `after` makes x the head with two insertion notices.
-  WatchedList single;
-  Item c('c'), y('y');
-  single.AddTail(&c);
-  single.Take();
-  single.InsertAfter(nullptr, &y);
-  EXPECT_EQ(Render(single), "yc");
-  EXPECT_EQ(single.Take(), (Notices{"1y", "1y"}));
-}
-
-TEST(SListTest, InsertBefore) {
-  struct Case {
-    const char* name;
-    int before;  // index into a, b; -1 for null, 2 for a stranger
-    const char* result;
-    long countAtNotice;
+TEST(SListTest, OperationsTheirNoticesAndQuirks) {
+  // n[0..2] = a, b, c are in the list; n[3] = x and n[4] = z are not (z links to c).
+  using Op = std::function<void(WatchedList&, Item*)>;
+  const std::tuple<const char*, Op, const char*, Notices> cases[] = {
+      {"add head", [](auto& l, Item* n) { EXPECT_EQ(l.AddHead(&n[3]), &n[3]); }, "xabc", {"1x@4"}},
+      {"add tail clears the link", [](auto& l, Item* n) { n[3].SetNextNode(&n[0]), l.AddTail(&n[3]); }, "abcx", {"1x@4"}},
+      {"insert after: the new link is the caller's", [](auto& l, Item* n) { l.InsertAfter(&n[0], &n[3]); }, "ax", {"1x@2"}},
+      {"insert after, linked first", [](auto& l, Item* n) { n[3].SetNextNode(&n[1]), l.InsertAfter(&n[0], &n[3]); }, "axbc", {"1x@4"}},
+      {"insert after null: the head, told twice", [](auto& l, Item* n) { l.InsertAfter(nullptr, &n[3]); }, "xabc", {"1x@4", "1x@4"}},
+      {"insert before inner", [](auto& l, Item* n) { l.InsertBefore(&n[1], &n[3]); }, "axbc", {"1x@4"}},
+      {"insert before head: told first", [](auto& l, Item* n) { l.InsertBefore(&n[0], &n[3]); }, "xabc", {"1x@3"}},
+      {"insert before null appends", [](auto& l, Item* n) { l.InsertBefore(nullptr, &n[3]); }, "abcx", {"1x@4"}},
+      {"insert before a stranger: the head", [](auto& l, Item* n) { l.InsertBefore(&n[4], &n[3]); }, "xabc", {"1x@3"}},
+      {"remove: told first", [](auto& l, Item* n) { EXPECT_EQ(l.Remove(&n[1]), &n[1]); }, "ac", {"2b@3"}},
+      {"remove a stranger drops the head", [](auto& l, Item* n) { EXPECT_EQ(l.Remove(&n[4]), &n[4]); }, "bc", {"2z@3"}},
+      {"remove next", [](auto& l, Item* n) { EXPECT_EQ(l.RemoveNext(&n[0]), &n[1]); }, "ac", {"2b@3"}},
+      {"remove next of tail", [](auto& l, Item* n) { EXPECT_EQ(l.RemoveNext(&n[2]), nullptr); }, "abc", {}},
+      {"remove next of null", [](auto& l, Item* n) { EXPECT_EQ(l.RemoveNext(nullptr), &n[0]); }, "bc", {"2a@3"}},
+      {"remove head and tail", [](auto& l, Item* n) { EXPECT_TRUE(l.RemoveHead() == &n[0] && l.RemoveTail() == &n[2]); }, "b", {"2a@3", "2c@2"}},
+      {"remove all: told once first", [](auto& l, Item*) { l.RemoveAll(); }, "", {"6-@3"}},
+      {"null nodes do nothing",
+       [](auto& l, Item* n) {
+         EXPECT_FALSE(l.AddHead(nullptr) || l.AddTail(nullptr) || l.InsertAfter(&n[0], nullptr) ||
+                      l.InsertBefore(&n[0], nullptr) || l.Remove(nullptr));
+       },
+       "abc", {}},
   };
-  const Case cases[] = {
-      {"inner", 1, "axb", 3},
-      {"head", 0, "xab", 2},  // announced before the head changes
-      {"null appends", -1, "abx", 3},
-      {"stranger", 2, "xab", 2},
-  };
-  for (const Case& c : cases) {
-    Item a('a'), b('b'), x('x'), z('z');
-    Item* nodes[] = {&a, &b, &z};
+  for (const auto& [what, op, result, notices] : cases) {
+    Item n[] = {Item('a'), Item('b'), Item('c'), Item('x'), Item('z')};
     WatchedList list;
-    list.AddTail(&a);
-    list.AddTail(&b);
-    list.Take();
-    EXPECT_EQ(list.InsertBefore(c.before < 0 ? nullptr : nodes[c.before], &x), &x) << c.name;
-    EXPECT_EQ(Render(list), c.result) << c.name;
-    EXPECT_EQ(list.countsAtNotice, (std::vector<long>{c.countAtNotice})) << c.name;
-    EXPECT_EQ(list.Take(), (Notices{"1x"})) << c.name;
+    for (int k = 0; k < 3; ++k) list.AddTail(&n[k]);
+    n[4].SetNextNode(&n[2]);
+    list.notices.clear();
+    op(list, n);
+    EXPECT_EQ(Render(list), result) << what;
+    EXPECT_EQ(list.notices, notices) << what;
+    EXPECT_EQ(list.GetCount(), static_cast<long>(std::string(result).size())) << what;
+    for (Item& i : n) EXPECT_EQ(list.Contains(&i), Render(list).find(i.name) != std::string::npos) << what;
   }
-}
-
-TEST(SListTest, RemoveAndItsQuirk) {
-  Item a('a'), b('b'), c('c'), z('z');
-  WatchedList list;
-  list.AddTail(&a);
-  list.AddTail(&b);
-  list.AddTail(&c);
-  list.Take();
-
-  EXPECT_EQ(list.Remove(&b), &b);
-  EXPECT_EQ(b.GetNextNode(), nullptr);
-  EXPECT_EQ(Render(list), "ac");
-  EXPECT_EQ(list.countsAtNotice, (std::vector<long>{3}));  // before the removal
-  EXPECT_EQ(list.Remove(&a), &a);
-  EXPECT_EQ(Render(list), "c");
-  EXPECT_EQ(list.Take(), (Notices{"2b", "2a"}));
-
-  // Removing a node that is not in the list announces it and drops the head: intended.
-  list.AddHead(&a);
-  list.Take();
-  z.SetNextNode(&c);
-  EXPECT_EQ(list.Remove(&z), &z);
-  EXPECT_EQ(z.GetNextNode(), nullptr);
-  EXPECT_EQ(Render(list), "c");
-  EXPECT_EQ(list.Take(), (Notices{"2z"}));
-  EXPECT_EQ(a.GetNextNode(), &c);  // the dropped head keeps its link
-
-  // RemoveNext, RemoveHead, RemoveTail.
-  list.RemoveAll();
-  for (Item* n : {&a, &b, &c}) list.AddTail(n);
-  list.Take();
-  EXPECT_EQ(list.RemoveNext(&a), &b);
-  EXPECT_EQ(Render(list), "ac");
-  EXPECT_EQ(list.RemoveNext(&c), nullptr);
-  EXPECT_EQ(list.RemoveNext(nullptr), &a);
-  EXPECT_EQ(Render(list), "c");
-  list.AddHead(&b);
-  EXPECT_EQ(list.RemoveTail(), &c);
-  EXPECT_EQ(b.GetNextNode(), nullptr);
-  EXPECT_EQ(list.RemoveTail(), &b);  // a single node empties the list
-  EXPECT_TRUE(list.IsEmpty());
-  list.AddTail(&a);
-  EXPECT_EQ(list.RemoveHead(), &a);
-  EXPECT_EQ(list.Take(), (Notices{"2b", "2a", "1b", "2c", "2b", "1a", "2a"}));
-}
-
-TEST(SListTest, ClearingNotifiesOnceFirst) {
-  Item a('a'), b('b');
-  WatchedList list;
-  list.AddTail(&a);
-  list.AddTail(&b);
-  list.Take();
-  list.RemoveAll();
-  EXPECT_EQ(list.countsAtNotice, (std::vector<long>{2}));
-  EXPECT_EQ(list.Take(), (Notices{"6-"}));
-  EXPECT_TRUE(list.IsEmpty());
-  EXPECT_EQ(a.GetNextNode(), nullptr);
-
-  ASSERT_EQ(Item::live, 2);
-  list.AddTail(new Item('p'));
-  list.AddTail(new Item('q'));
-  list.Take();
-  list.RemoveAllDelete();
-  EXPECT_EQ(list.Take(), (Notices{"6-"}));
-  EXPECT_EQ(Item::live, 2);
-  list.RemoveAll();  // an empty list still announces
-  EXPECT_EQ(list.Take(), (Notices{"6-"}));
-}
-
-TEST(SListTest, MergeMovesTheOtherListsNodes) {
+  // Walking backwards, a single node, merging and the end of the list.
   Item a('a'), b('b'), c('c'), d('d');
   WatchedList one, two;
-  one.AddTail(&a);
-  one.AddTail(&b);
-  two.AddTail(&c);
-  two.AddTail(&d);
-  one.Take();
-  two.Take();
-
-  one.Merge(two);
-  EXPECT_EQ(Render(one), "abcd");
-  EXPECT_TRUE(two.IsEmpty());
-  EXPECT_EQ(two.Take(), (Notices{"6-"}));
-  EXPECT_EQ(one.Take(), (Notices{"1c", "1d"}));
-  one.Merge(one);
-  one.Merge(two);  // empty: nothing
-  EXPECT_EQ(Render(one), "abcd");
-  EXPECT_TRUE(one.Take().empty());
-
-  two.Merge(one);  // into an empty list
-  EXPECT_EQ(Render(two), "abcd");
-  EXPECT_TRUE(one.IsEmpty());
+  EXPECT_TRUE(one.Last() == nullptr && one.RemoveTail() == nullptr);
+  one.AddTail(&a), one.AddTail(&b), two.AddTail(&c), two.AddTail(&d);
+  EXPECT_TRUE(one.Prev(&b) == &a && one.Prev(&a) == nullptr);
+  one.notices.clear(), two.notices.clear();
+  one.Merge(two), one.Merge(one), one.Merge(two);
+  EXPECT_EQ(Render(one) + Render(two), "abcd");
+  EXPECT_EQ(one.notices, (Notices{"1c@4", "1d@4"}));
+  EXPECT_EQ(two.notices, (Notices{"6-@2"}));
+  {
+    SCC_SList<Item> dying;
+    dying.AddTail(&c);
+  }
+  EXPECT_EQ(c.GetNextNode(), nullptr);  // the list's end unlinks without deleting
 }
 
 // A list owns none of its nodes, so it offers no implicit copy (a copy of new nodes that
@@ -249,87 +108,30 @@ TEST(SListTest, MergeMovesTheOtherListsNodes) {
 // its caller owns the copies and releases them with RemoveAllDelete.
 TEST(SListTest, CopyingIsExplicit) {
   EXPECT_FALSE(std::is_copy_constructible_v<SCC_SList<Item>>);
-  EXPECT_FALSE(std::is_copy_assignable_v<SCC_SList<Item>>);
-  EXPECT_FALSE(std::is_copy_constructible_v<WatchedList>);
-
-  Item a('a'), b('b'), c('c'), x('x');
+  Item a('a'), b('b'), x('x');
   SCC_SList<Item> src;
-  for (Item* n : {&a, &b, &c}) src.AddTail(n);
+  src.AddTail(&a), src.AddTail(&b);
   const int base = Item::live;
-
-  SCC_SList<Item> copy;
-  copy.CopyFrom(src);
-  EXPECT_EQ(Render(copy), "abc");
-  EXPECT_EQ(Item::live, base + 3);
-  for (Item* p = copy.First(); p; p = p->GetNextNode()) EXPECT_FALSE(src.Contains(p));
-
   WatchedList target;
   target.AddTail(&x);
-  target.Take();
   target.CopyFrom(src);
-  EXPECT_EQ(Render(target), "abc");
-  EXPECT_EQ(target.Take(), (Notices{"6-", "1a", "1b", "1c"}));
-  EXPECT_FALSE(target.Contains(&x));  // the old nodes are unlinked, not deleted
-  EXPECT_EQ(Item::live, base + 6);
   target.CopyFrom(target);
-  EXPECT_TRUE(target.Take().empty());
-  EXPECT_EQ(Render(src), "abc");
-
-  copy.RemoveAllDelete();
+  EXPECT_TRUE(Render(target) == "ab" && !target.Contains(&a));
+  EXPECT_EQ(target.notices, (Notices{"1x@1", "6-@1", "1a@1", "1b@2"}));
+  EXPECT_EQ(Item::live, base + 2);
   target.RemoveAllDelete();
   EXPECT_EQ(Item::live, base);
-}
-
-TEST(SListTest, DestructorUnlinksWithoutDeleting) {
-  Item a('a'), b('b');
-  const int base = Item::live;
-  {
-    SCC_SList<Item> list;
-    list.AddTail(&a);
-    list.AddTail(&b);
-  }
-  EXPECT_EQ(a.GetNextNode(), nullptr);
-  EXPECT_EQ(Item::live, base);
-
-  // A copied node starts unlinked; assignment keeps the target's own link.
-  a.SetNextNode(&b);
-  Item copy(a);
-  EXPECT_EQ(copy.GetNextNode(), nullptr);
-  Item other('o');
-  other.SetNextNode(&a);
-  other = b;
-  EXPECT_EQ(other.GetNextNode(), &a);
 }
 
 TEST(SListTest, IteratorWalksAndFollowsRemovals) {
   Item a('a'), b('b'), c('c'), d('d');
   WatchedList list;
   for (Item* n : {&a, &b, &c, &d}) list.AddTail(n);
-
   SCC_SListIterator<Item> it(list);
-  EXPECT_EQ(list.iterators.size(), 1u);
-  std::string walk;
-  while (Item* n = it.GetNext()) walk += n->name;
-  EXPECT_EQ(walk, "abcd");
-  EXPECT_EQ(it.GetNext(), nullptr);
-  it.Restart();
-  EXPECT_EQ(it.GetNext(), &a);
-
-  // Positions by handle and index.
-  EXPECT_EQ(it.GetFirst(), &a);
-  EXPECT_EQ(it.GetHandle(), 1);
   it.SetHandle(3);
-  EXPECT_EQ(it.GetFocus(), &c);
-  EXPECT_EQ(it.GetHandle(), 3);
   EXPECT_EQ(it.GetNext(), &d);
-  EXPECT_EQ(it.SetPosition(9), nullptr);
-  EXPECT_EQ(it.GetHandle(), 0);
-  EXPECT_EQ(it.SetPosition(-1), nullptr);
-  it.SetFocus(&c);
-  it.Invalidate();
-  EXPECT_FALSE(it.IsValid());
   EXPECT_EQ(it.GetNext(), nullptr);
-
+  EXPECT_TRUE(it.SetPosition(9) == nullptr && it.GetHandle() == 0 && it.SetPosition(-1) == nullptr);
   // Removing the focus while walking: the walk goes on with the node after it.
   std::string seen;
   it.Restart();
@@ -337,33 +139,24 @@ TEST(SListTest, IteratorWalksAndFollowsRemovals) {
     seen += n->name;
     if (n == &a || n == &c) list.Remove(n);
   }
-  EXPECT_EQ(seen, "abcd");
-  EXPECT_EQ(Render(list), "bd");
-
+  EXPECT_EQ(seen + Render(list), "abcdbd");
   // Clearing drops the focus; copies register too and unregister when they die.
   it.GetFirst();
   {
     SCC_SListIterator<Item> copy(it);  // NOLINT(performance-unnecessary-copy-initialization)
     EXPECT_EQ(list.iterators.size(), 2u);
-    EXPECT_EQ(copy.GetFocus(), &b);
     list.RemoveAll();
     EXPECT_EQ(copy.GetFocus(), nullptr);
   }
   EXPECT_EQ(list.iterators.size(), 1u);
-  EXPECT_EQ(it.GetFocus(), nullptr);
-  EXPECT_EQ(it.GetNext(), nullptr);
-
+  EXPECT_TRUE(it.GetFocus() == nullptr && it.GetNext() == nullptr);
   // Over the base list the iterator walks but is told nothing.
   SCC_SList<Item> plain;
-  plain.AddTail(&a);
-  plain.AddTail(&b);
+  plain.AddTail(&a), plain.AddTail(&b);
   SCC_SListIterator<Item> other;
-  EXPECT_EQ(other.GetFirst(), nullptr);
   EXPECT_EQ(other.GetFirst(plain), &a);
-  EXPECT_EQ(other.GetList(), &plain);
   plain.Remove(&a);
-  EXPECT_EQ(other.GetFocus(), &a);
-  EXPECT_EQ(other.GetHandle(), 0);  // no longer in the list
+  EXPECT_TRUE(other.GetFocus() == &a && other.GetHandle() == 0);  // no longer in the list
 }
 
 }  // namespace
