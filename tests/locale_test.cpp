@@ -1,5 +1,7 @@
 // locale_test.cpp - tests of the language setting, the code-page table and resource modules.
 #include <dlfcn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -94,6 +96,36 @@ TEST_F(LocaleTest, CompanionPaths) {
   for (const auto& c : cases) EXPECT_STREQ(GetCompanionPath(c[0], c[1], "Res.so", 1), c[2]) << c[0];
   EXPECT_STREQ(GetCompanionPath("/opt/bin/appd", "ENU", "Res.so", 0), "/opt/bin/ENU/appdRes.so");
   EXPECT_STREQ(GetCompanionPath(nullptr, nullptr, nullptr, 1), "/");
+}
+
+// A program started through PATH or a link knows itself only by that name; its companions
+// are still found beside its file. The test runs a copy of itself under the name "app" from
+// another directory, and that copy asks for its own German companion.
+TEST_F(LocaleTest, ProgramsAreNamedByTheirFileNotTheNameTheyWereStartedBy) {
+  if (const char* home = getenv("BRIX_RENAMED_COPY")) {
+    Dl_info info;
+    ASSERT_NE(dladdr(reinterpret_cast<void*>(&StoredLanguage), &info), 0);
+    StoreLanguage("DEU");
+    char path[PATH_MAX] = {};
+    EXPECT_EQ(GetLocalizedFileName(info.dli_fbase, path, sizeof path, ".res", 1), 1);
+    EXPECT_EQ(std::string(path), std::string(home) + "/DEU/app.res");
+    return;
+  }
+  fsys::copy_file("/proc/self/exe", root_ + "/app");
+  fsys::permissions(root_ + "/app", fsys::perms::owner_all);
+  fsys::create_directories(root_ + "/DEU");
+  std::ofstream(root_ + "/DEU/app.res") << "companion";
+  const pid_t pid = fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    setenv("BRIX_RENAMED_COPY", root_.c_str(), 1);
+    if (chdir("/") == 0)
+      execl((root_ + "/app").c_str(), "app", "--gtest_filter=LocaleTest.ProgramsAreNamed*", nullptr);
+    _exit(127);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(pid, &status, 0), pid);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 }
 
 #ifdef BRIXSYS_HAVE_RESOURCE_MODULES
