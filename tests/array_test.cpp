@@ -14,10 +14,13 @@
 #include <utility>
 #include <vector>
 
+#include "failed_check.h"
 #include "sccarray.h"
 #include "ssm.h"
 
 namespace {
+
+constexpr const char* kSource = "system/scc/SCC_Array";
 
 // Every live object is registered by address: constructing over a live object, destroying or
 // reading a dead one, and leaks all show up.
@@ -70,17 +73,6 @@ int Record(int code, int* data) {
     n[1] = p->kind, n[2] = p->first, n[3] = p->count;
   }
   g_notices->push_back(n);
-  return 0;
-}
-
-// The line of the failed check in system/scc/SCC_Array that `body` reports, or 0.
-int FailedLine(const std::function<void()>& body) {
-  try {
-    body();
-  } catch (SSM::AssertData* data) {
-    EXPECT_EQ(data->fileName, SYS_String("system/scc/SCC_Array"));
-    return data->line;
-  }
   return 0;
 }
 
@@ -347,7 +339,7 @@ TEST(ArrayTest, MisuseFailsChecksAtItsSites) {
     if (live) ssm.emplace();
     for (const auto& [what, body, site] : cases) {
       const _SCC_Array::_Buffer saved = *b;
-      EXPECT_EQ(FailedLine(body), live ? site : 0) << what;
+      EXPECT_EQ(FailedLine(kSource, body), live ? site : 0) << what;
       *b = saved;
       EXPECT_EQ(a.GetCount(), 3) << what;
     }

@@ -10,11 +10,14 @@
 #include <utility>
 #include <vector>
 
+#include "failed_check.h"
 #include "scccollection.h"
 #include "sccproperty.h"
 #include "ssm.h"
 
 namespace {
+
+constexpr const char* kSource = "system/scc/SCC_Collection";
 
 using Log = std::vector<std::string>;
 int objects[10];
@@ -185,7 +188,6 @@ class Source : public SCC_StdCollection {
   }
 };
 
-
 TEST(CollectionTest, ReloadKeepsHandlesAndFocusOfObjectsStillThere) {
   Source c;
   for (int i = 0; i < 4; ++i) c.Add(Obj(i));  // handles 1..4 for objects 0..3
@@ -281,17 +283,6 @@ TEST(CollectionTest, HooksAndPropertyChanges) {
   EXPECT_EQ(prop->GetPropEvent()->IsEmpty(), 1);
 }
 
-// The line of the failed check that `body` reports in system/scc/SCC_Collection, or 0.
-int FailedLine(const std::function<void()>& body) {
-  try {
-    body();
-  } catch (SSM::AssertData* data) {
-    EXPECT_EQ(data->fileName, SYS_String("system/scc/SCC_Collection"));
-    return data->line;
-  }
-  return 0;
-}
-
 TEST(CollectionTest, MisuseFailsChecks) {
   SSM ssm;
   SCC_StdCollection c;
@@ -305,7 +296,7 @@ TEST(CollectionTest, MisuseFailsChecks) {
          rec.action = [&](int code, int*) { code == 7 ? c.Add(Obj(3)) : 0; };
          c.Remove(1);
        }, 113}};
-  for (const auto& [body, line] : cases) EXPECT_EQ(FailedLine(body), line);
+  for (const auto& [body, line] : cases) EXPECT_EQ(FailedLine(kSource, body), line);
   rec.action = nullptr;
   EXPECT_EQ(Handles(c), (std::vector<long>{1, 2})) << "a thrown check changes nothing";
   c.Remove(1);  // the removal flag was reset when the check threw

@@ -9,9 +9,12 @@
 #include <tuple>
 #include <vector>
 
+#include "failed_check.h"
 #include "ssm.h"
 
 namespace {
+
+constexpr const char* kSource = "system/scc/SCC_DList";
 
 struct Item : SCC_DListNode<Item> {
   explicit Item(int v) : value(v) {}
@@ -37,18 +40,6 @@ std::vector<int> Backward(const SCC_DList<Item>& list) {
   std::vector<int> v;
   for (Item* i = list.GetTail(); i; i = i->GetPrevNode()) v.insert(v.begin(), i->value);
   return v;
-}
-
-// The line of the failed check that `op` reports in system/scc/SCC_DList, or 0.
-int FailedLine(const std::function<void()>& op) {
-  SSM manager;
-  try {
-    op();
-  } catch (SSM::AssertData* d) {
-    EXPECT_EQ(d->fileName, SYS_String("system/scc/SCC_DList"));
-    return d->line;
-  }
-  return 0;
 }
 
 TEST(DListTest, OperationsKeepLinksCountAndNotices) {
@@ -189,9 +180,9 @@ TEST(DListTest, MisplacedNodesAreFailedChecks) {
   Item a(1), b(2), x(9);
   list.AddTail(&a);
   other.AddTail(&b);
-  EXPECT_EQ(FailedLine([&] { list.InsertBefore(&b, &x); }), 101);
-  EXPECT_EQ(FailedLine([&] { list.InsertAfter(&b, &x); }), 101);
-  EXPECT_EQ(FailedLine([&] { list.Remove(&b); }), 102);
+  EXPECT_EQ(FailedLineUnderService(kSource, [&] { list.InsertBefore(&b, &x); }), 101);
+  EXPECT_EQ(FailedLineUnderService(kSource, [&] { list.InsertAfter(&b, &x); }), 101);
+  EXPECT_EQ(FailedLineUnderService(kSource, [&] { list.Remove(&b); }), 102);
   // Without a manager the check lets the caller go on, and nothing changes.
   EXPECT_EQ(list.InsertBefore(&b, &x), list.Remove(&b));
   EXPECT_TRUE(!x.IsNode() && b.GetList() == &other && list.GetCount() == 1 && other.GetCount() == 1);
@@ -223,7 +214,7 @@ TEST(RefDListTest, NodesHearTheEndAndMayActOnEachOther) {
   int refusedLine = -1;
   a.onEnd = [&] {
     list->Remove(&c);
-    refusedLine = FailedLine([&] { list->AddTail(&late); });
+    refusedLine = FailedLineUnderService(kSource, [&] { list->AddTail(&late); });
   };
   b->deleteSelf = true;
   SCC_RefPointer<SCC_RefDList> ptr(list), copy(ptr);

@@ -10,21 +10,12 @@
 #include <random>
 #include <vector>
 
+#include "failed_check.h"
 #include "ssm.h"
 
 namespace {
 
-// The line of the failed check that `op` reports in system/scc/SCC_HandleSet, or 0.
-int FailedLine(const std::function<void()>& op) {
-  SSM manager;
-  try {
-    op();
-  } catch (SSM::AssertData* d) {
-    EXPECT_EQ(d->fileName, SYS_String("system/scc/SCC_HandleSet"));
-    return d->line;
-  }
-  return 0;
-}
+constexpr const char* kSource = "system/scc/SCC_HandleSet";
 
 std::vector<long> Handles(const _SCC_HandleSet& set) {
   SCC_Array<long> a = set.GetHandles();
@@ -74,8 +65,8 @@ TEST(HandleSetTest, SpecialWideAndCollidingHandles) {
   // Handles wider than 32 bits are no members even when their low half is one.
   for (long wide : {(1L << 32) + 5, -(1L << 32) + 5, 1L << 32}) EXPECT_FALSE(set.Contains(wide));
   // 0 and wide handles are refused as misuse; without a manager nothing is added.
-  EXPECT_EQ(FailedLine([&] { set.Add(0); }), 101);
-  EXPECT_EQ(FailedLine([&] { set.Add(1L << 40); }), 102);
+  EXPECT_EQ(FailedLineUnderService(kSource, [&] { set.Add(0); }), 101);
+  EXPECT_EQ(FailedLineUnderService(kSource, [&] { set.Add(1L << 40); }), 102);
   EXPECT_EQ(set.Add(0) + set.Add((1L << 32) + 7) + set.GetCount(), 3);
 
   // Handles that share a probe chain from slot 0 (the table mixes by 0x9E3779B1): removing
