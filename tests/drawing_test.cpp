@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <random>
@@ -16,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include "temp_files.h"
 #include "uidrawing.h"
 
 namespace {
@@ -47,19 +47,12 @@ Words Concat(std::initializer_list<Words> parts) {
   return out;
 }
 
-// A directory of its own, removed afterwards.
-struct TempDir {
-  std::filesystem::path path = std::filesystem::temp_directory_path() / ("drawing_test_" + std::to_string(::getpid()));
-  TempDir() { std::filesystem::remove_all(path), std::filesystem::create_directories(path); }
-  ~TempDir() { std::filesystem::remove_all(path); }
-  std::string operator/(const char* name) const { return (path / name).string(); }
-};
-
 void WriteBytes(const std::string& path, const std::vector<unsigned char>& bytes) {
-  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  Spit(path, std::string(bytes.begin(), bytes.end()));
 }
 std::vector<unsigned char> ReadBytes(const std::string& path) {
-  return std::vector<unsigned char>(std::istreambuf_iterator<char>(std::ifstream(path, std::ios::binary).rdbuf()), {});
+  const std::string bytes = Slurp(path);
+  return {bytes.begin(), bytes.end()};
 }
 
 using Area = UI_DrawArea&;

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "failed_check.h"
 #include "sccevfilter.h"
 #include "ssm.h"
 
@@ -155,14 +156,7 @@ TEST(EventFilterTest, SettingsCopiesAndMisuse) {
       {[&] { original.SetMaxHeld(0); }, 122},
       {[&] { original.SetMaxHeld(1); }, 0},
   };
-  for (const auto& [body, line] : misuse) {
-    try {
-      body();
-      EXPECT_EQ(line, 0);
-    } catch (SSM::AssertData* data) {
-      EXPECT_EQ(data->fileName + std::to_string(data->line).c_str(), SYS_String("system/scc/SCC_EventFilter") + std::to_string(line).c_str());
-    }
-  }
+  for (const auto& [body, line] : misuse) EXPECT_EQ(FailedLine("system/scc/SCC_EventFilter", body), line);
   EXPECT_EQ(original.GetSuspendCount() * 10 + original.GetMaxHeld(), 1);
   EXPECT_EQ(original.GetPayloadSize(1) * 100 + original.GetPayloadSize(2), int(sizeof(long)) * 100 + 32);
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <string>
 
 #include "ssm.h"
 
@@ -23,4 +24,15 @@ inline int FailedLine(const char* file, const std::function<void()>& body) {
 inline int FailedLineUnderService(const char* file, const std::function<void()>& body) {
   SSM service;
   return FailedLine(file, body);
+}
+
+// The message of the check `body` fails under an assertion service of its own, or "none".
+inline std::string FailedCheck(const std::function<void()>& body) {
+  SSM service;
+  try {
+    body();
+  } catch (SSM::AssertData* data) {
+    return data->message.GetString();
+  }
+  return "none";
 }

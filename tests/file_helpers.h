@@ -1,5 +1,5 @@
-// file_helpers.h - what the tests of files, directories, settings and messages share: a
-// temporary directory, file contents, a recording listener of the file manager, a forked child.
+// file_helpers.h - what the tests of files, directories, settings and messages share besides
+// temporary files: a recording listener of the file manager and a forked child.
 #pragma once
 
 #include <fcntl.h>
@@ -33,30 +33,14 @@
 #include "sfmdir.h"
 #include "sfmfile.h"
 #include "sfmmsgdb.h"
+#include "failed_check.h"
 #include "ssm.h"
+#include "temp_files.h"
 
 namespace settings = brix::settings;
 using namespace std::string_literals;
 
 namespace {
-
-
-struct TempDir {
-  std::string path = [] {
-    std::string p = (std::filesystem::temp_directory_path() / "brixfile-XXXXXX").string();
-    return std::string(::mkdtemp(p.data()));
-  }();
-  ~TempDir() { std::filesystem::remove_all(path); }
-  std::string operator/(const std::string& name) const { return path + "/" + name; }
-};
-
-inline std::string Slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-inline void Spit(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
 
 inline std::string S(const SYS_String& s) { return std::string(s.View()); }
 // The content of a regular file; "-" when missing, "dir" or "link" for those.
@@ -64,8 +48,7 @@ inline std::string State(const std::string& path) {
   struct stat st;
   if (lstat(path.c_str(), &st) != 0) return "-";
   if (!S_ISREG(st.st_mode)) return S_ISDIR(st.st_mode) ? "dir" : "link";
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
+  return Slurp(path);
 }
 
 // Records the events of the file manager and answers through `answer` or else from a script
@@ -101,18 +84,6 @@ inline void InChild(F body) {
   ASSERT_EQ(waitpid(pid, &status, 0), pid);
   ASSERT_TRUE(WIFEXITED(status)) << "child died with signal " << WTERMSIG(status);
   EXPECT_EQ(WEXITSTATUS(status), 0) << "child failed at step " << WEXITSTATUS(status);
-}
-
-// The message of the check `body` fails under a live assertion service, or "none".
-template <class F>
-inline std::string FailedCheck(F body) {
-  SSM ssm;
-  try {
-    body();
-  } catch (SSM::AssertData* data) {
-    return data->message.GetString();
-  }
-  return "none";
 }
 
 }  // namespace

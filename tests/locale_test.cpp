@@ -7,11 +7,11 @@
 #include <cerrno>
 #include <climits>
 #include <filesystem>
-#include <fstream>
 
 #include "../system/platform/settings_posix.h"
 #include "sfmlocale.h"
 #include "sfmmsgdb.h"
+#include "temp_files.h"
 
 namespace fsys = std::filesystem;
 
@@ -34,12 +34,10 @@ class LocaleTest : public ::testing::Test {
  protected:
   void SetUp() override {
     for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) unsetenv(name);
-    std::string pattern = (fsys::temp_directory_path() / "brixloc-XXXXXX").string();
-    root_ = mkdtemp(pattern.data());
     setenv("BRIX_CONFIG_HOME", (root_ + "/config").c_str(), 1);
   }
-  void TearDown() override { fsys::remove_all(root_); }
-  std::string root_;
+  TempDir tmp_;
+  const std::string root_ = tmp_.path;
 };
 
 TEST_F(LocaleTest, CodePagesAndCharacterSets) {
@@ -75,7 +73,7 @@ TEST_F(LocaleTest, LanguageFromTheEnvironmentBuffersAndUnusableSettings) {
   const long results[] = {GetLocaleStr(buffer, 4), GetLocaleStr(buffer, 3), GetLocaleStr(nullptr, 10)};
   EXPECT_EQ(buffer + StoredLanguage(), "JPNJPN");
   EXPECT_EQ(results[0] * 1000 + results[1] * 100 + results[2], ERANGE * 100 + EINVAL);
-  std::ofstream(root_ + "/plain") << "not a directory";  // the settings cannot be stored
+  Spit(root_ + "/plain", "not a directory");  // the settings cannot be stored
   setenv("BRIX_CONFIG_HOME", (root_ + "/plain/config").c_str(), 1);
   char tiny[2] = {'x', 'x'};
   GetRealLocaleStr(nullptr, tiny, sizeof tiny);
@@ -114,7 +112,7 @@ TEST_F(LocaleTest, ProgramsAreNamedByTheirFileNotTheNameTheyWereStartedBy) {
   fsys::copy_file("/proc/self/exe", root_ + "/app");
   fsys::permissions(root_ + "/app", fsys::perms::owner_all);
   fsys::create_directories(root_ + "/DEU");
-  std::ofstream(root_ + "/DEU/app.res") << "companion";
+  Spit(root_ + "/DEU/app.res", "companion");
   const pid_t pid = fork();
   ASSERT_GE(pid, 0);
   if (pid == 0) {

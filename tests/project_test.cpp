@@ -9,10 +9,10 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "../system/platform/share_posix.h"
 #include "sfmproject.h"
+#include "temp_files.h"
 
 namespace share = brix::share;
 namespace fsys = std::filesystem;
@@ -33,11 +33,6 @@ bool Allowed(Mode held, Mode next) {
   return (next.access & ~held.share) == 0 && (held.access & ~next.share) == 0;
 }
 
-std::string Slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-void Spit(const std::string& path, const std::string& bytes) { std::ofstream(path) << bytes; }
 std::string Record(const std::string& text) {
   const uint32_t n = uint32_t(text.size() + 1);
   return std::string{char(n), char(n >> 8), char(n >> 16), char(n >> 24)} + text + '\0';
@@ -100,8 +95,6 @@ int shown = 0, hidden = 0;  // calls of the wait-cursor hook
 class ProjectTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string pattern = (fsys::temp_directory_path() / "brixproj-XXXXXX").string();
-    dir_ = mkdtemp(pattern.data());
     file_ = dir_ + "/board.pcb", info_ = dir_ + "/~$board.pcb.inf";
     Spit(file_, "0123456789");
     PF::SetOpenAttempts(1), PF::SetOpenTimeout(0);
@@ -111,14 +104,15 @@ class ProjectTest : public ::testing::Test {
     PF::SetNewFileName(""), PF::SetWaitCursorHook(nullptr);
     PF::SetOpenAttempts(2), PF::SetOpenTimeout(1);
     fsys::permissions(file_, fsys::perms::owner_all, ignored_);
-    fsys::remove_all(dir_, ignored_);
   }
   int Open(Mode m, int disposition = share::kOpenExisting) {
     return share::Open(file_.c_str(), m.access, m.share, disposition);
   }
   bool CanOpen(Mode m) { return Closed(Open(m)) != -1; }  // right now, from this process
   static int Closed(int fd) { return share::Close(fd), fd; }
-  std::string dir_, file_, info_;
+  TempDir tmp_;
+  const std::string dir_ = tmp_.path;
+  std::string file_, info_;
   std::error_code ignored_;
 };
 

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "failed_check.h"
 #include "ssm.h"
 
 TEST(StackTest, LastInFirstOutAndUnderflow) {
@@ -23,13 +24,8 @@ TEST(StackTest, LastInFirstOutAndUnderflow) {
   longs.Push(5);
   EXPECT_EQ(longs.Peek(1) + longs.Peek(-1) + longs.GetCount(), 1);
   SSM manager;
-  for (long depth : {1, 7, -1, 0}) {  // 0: pops the last one, then underflows
-    try {
-      depth ? longs.Peek(depth) : (longs.Pop(), longs.Pop());
-      ADD_FAILURE() << "no throw for " << depth;
-    } catch (SSM::AssertData* d) {
-      EXPECT_EQ(d->fileName, SYS_String("system/inc/sccstack"));
-      EXPECT_EQ(d->line, depth ? 122 : 98);
-    }
-  }
+  for (long depth : {1, 7, -1, 0})  // 0: pops the last one, then underflows
+    EXPECT_EQ(FailedLine("system/inc/sccstack", [&] { depth ? longs.Peek(depth) : (longs.Pop(), longs.Pop()); }),
+              depth ? 122 : 98)
+        << depth;
 }

@@ -4,13 +4,13 @@
 #include <sys/wait.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 #ifdef BRIXSYS_HAVE_CAIRO
 #include <cairo.h>
 
+#include "temp_files.h"
 #include "uidrawing.h"
 #endif
 
@@ -29,10 +29,7 @@ class ToolsTest : public ::testing::Test {
  protected:
   void SetUp() override {
     if (kBrixsys.empty()) GTEST_SKIP() << "the program under tools/ is not built";
-    char pattern[] = "/tmp/brix_tools.XXXXXX";
-    dir_ = config_ = mkdtemp(pattern);
   }
-  void TearDown() override { std::filesystem::remove_all(dir_, ignored_); }
   // Runs "brixsys ARGS" (shell words) in the test's directory with its own settings:
   // "EXIT OUTPUT", standard error left in err_.
   std::string Says(const std::string& args, const std::string& input = "/dev/null") {
@@ -43,13 +40,11 @@ class ToolsTest : public ::testing::Test {
     return std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)) + " " +
            In(".out");
   }
-  std::string In(const std::string& name) {  // a file's bytes, "" when there is none
-    std::ifstream in(dir_ + "/" + name, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  }
-  void Out(const std::string& name, const std::string& bytes) { std::ofstream(dir_ + "/" + name) << bytes; }
-  std::string dir_, config_, err_;
-  std::error_code ignored_;
+  std::string In(const std::string& name) { return Slurp(tmp_ / name); }  // "" when there is none
+  void Out(const std::string& name, const std::string& bytes) { Spit(tmp_ / name, bytes); }
+  TempDir tmp_;
+  const std::string dir_ = tmp_.path;
+  std::string config_ = tmp_.path, err_;
 };
 
 TEST_F(ToolsTest, MessagesCheckDumpGetAndSave) {
